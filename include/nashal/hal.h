@@ -1,0 +1,17 @@
+/* nashal: hardware abstraction library of the storage appliances. The one header to include. */
+#ifndef NASHAL_HAL_H
+#define NASHAL_HAL_H
+
+#include <nashal/hal_types.h>
+#include <nashal/hal_trace.h>
+#include <nashal/ini_conf.h>
+#include <nashal/hal_util.h>
+#include <nashal/hal_se.h>
+#include <nashal/se_sys.h>
+#include <nashal/comm_model.h>
+#include <nashal/comm_path.h>
+#include <nashal/comm_ses.h>
+#include <nashal/comm_port.h>
+#include <nashal/pd_sys.h>
+
+#endif /* NASHAL_HAL_H */

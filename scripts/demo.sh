@@ -1,0 +1,18 @@
+#!/usr/bin/env bash
+# Builds halctl and runs it on a copy of the bundled virtual appliance.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+bash scripts/deps.sh
+build=${BUILD_DIR:-build}
+cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DNASHAL_BUILD_TESTS=OFF >/dev/null
+cmake --build "$build" -j"$(nproc)" --target halctl nashal-sim-tool
+
+box=$(mktemp -d /tmp/nashal-demo-XXXXXX)
+trap 'rm -rf "$box"' EXIT
+cp -a examples/appliances/x86-8bay/. "$box/"
+halctl="$build/tools/halctl/halctl"
+
+run() { echo "\$ halctl --root BOX $*"; "$halctl" --root "$box" "$@"; echo; }
+run version
+run appliance

@@ -1,0 +1,148 @@
+#include "clock.h"
+
+#include <sys/time.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <vector>
+
+#include "os/os_seam.h"
+
+namespace nashal::sim {
+namespace {
+
+struct Event {
+    int64_t at_us;
+    std::function<void()> fn;
+};
+
+struct Clock {
+    int64_t now_us = 0;
+    int64_t slept_us = 0;
+    std::vector<Event> events;
+};
+
+Clock &clock_state() {
+    static Clock c;
+    return c;
+}
+
+int64_t real_now_us() {
+    struct timespec ts;
+    clock_gettime(CLOCK_REALTIME, &ts);
+    return static_cast<int64_t>(ts.tv_sec) * 1000000 + ts.tv_nsec / 1000;
+}
+
+// Moves the clock forward, running each due event at its own moment, in order.
+void advance(int64_t us) {
+    Clock &c = clock_state();
+    const int64_t target = c.now_us + us;
+    c.slept_us += us;
+    for (;;) {
+        auto due = std::min_element(c.events.begin(), c.events.end(),
+                                    [](const Event &a, const Event &b) { return a.at_us < b.at_us; });
+        if (due == c.events.end() || due->at_us > target) break;
+        c.now_us = std::max(c.now_us, due->at_us);
+        auto fn = std::move(due->fn);
+        c.events.erase(due);
+        fn();
+    }
+    c.now_us = target;
+}
+
+unsigned int v_sleep(unsigned int seconds) {
+    advance(static_cast<int64_t>(seconds) * 1000000);
+    return 0;
+}
+
+int v_usleep(useconds_t usec) {
+    advance(usec);
+    return 0;
+}
+
+time_t v_time(time_t *out) {
+    time_t t = static_cast<time_t>(clock_state().now_us / 1000000);
+    if (out) *out = t;
+    return t;
+}
+
+int v_clock_gettime(clockid_t, struct timespec *ts) {
+    int64_t now = clock_state().now_us;
+    ts->tv_sec = static_cast<time_t>(now / 1000000);
+    ts->tv_nsec = static_cast<long>((now % 1000000) * 1000);
+    return 0;
+}
+
+// Waiting for input: real descriptors (a pseudo-terminal peer) may answer, so look for a short
+// real while; if nothing comes, the whole timeout passes on the virtual clock.
+constexpr int kRealGlanceMs = 200;
+
+int v_poll(struct pollfd *fds, nfds_t nfds, int timeout_ms) {
+    int glance = timeout_ms < 0 ? kRealGlanceMs : std::min(timeout_ms, kRealGlanceMs);
+    int r = poll(fds, nfds, glance);
+    if (r != 0) return r;
+    if (timeout_ms > 0) advance(static_cast<int64_t>(timeout_ms) * 1000);
+    if (timeout_ms < 0) return poll(fds, nfds, -1);
+    return 0;
+}
+
+int v_select(int nfds, fd_set *readfds, fd_set *writefds, fd_set *exceptfds,
+             struct timeval *timeout) {
+    fd_set r0, w0, e0;
+    if (readfds) r0 = *readfds;
+    if (writefds) w0 = *writefds;
+    if (exceptfds) e0 = *exceptfds;
+    int64_t wait_us = timeout ? timeout->tv_sec * 1000000LL + timeout->tv_usec : -1;
+    struct timeval glance = {0, kRealGlanceMs * 1000};
+    if (wait_us >= 0 && wait_us < kRealGlanceMs * 1000) {
+        glance.tv_sec = 0;
+        glance.tv_usec = static_cast<suseconds_t>(wait_us);
+    }
+    int r = select(nfds, readfds, writefds, exceptfds, &glance);
+    if (r != 0) return r;
+    if (wait_us < 0) {
+        if (readfds) *readfds = r0;
+        if (writefds) *writefds = w0;
+        if (exceptfds) *exceptfds = e0;
+        return select(nfds, readfds, writefds, exceptfds, nullptr);
+    }
+    advance(wait_us);
+    if (timeout) *timeout = {0, 0};
+    return 0;
+}
+
+}  // namespace
+
+void clock_install() {
+    Clock &c = clock_state();
+    c.now_us = real_now_us();
+    c.slept_us = 0;
+    c.events.clear();
+    nashal_os_hooks.sleep = v_sleep;
+    nashal_os_hooks.usleep = v_usleep;
+    nashal_os_hooks.time = v_time;
+    nashal_os_hooks.clock_gettime = v_clock_gettime;
+    nashal_os_hooks.poll = v_poll;
+    nashal_os_hooks.select = v_select;
+}
+
+void clock_uninstall() {
+    nashal_os_hooks.sleep = nullptr;
+    nashal_os_hooks.usleep = nullptr;
+    nashal_os_hooks.time = nullptr;
+    nashal_os_hooks.clock_gettime = nullptr;
+    nashal_os_hooks.poll = nullptr;
+    nashal_os_hooks.select = nullptr;
+    clock_state().events.clear();
+}
+
+int64_t clock_now_us() { return clock_state().now_us; }
+int64_t clock_slept_us() { return clock_state().slept_us; }
+void clock_advance_us(int64_t us) { advance(us); }
+
+void clock_at(int64_t delay_us, std::function<void()> fn) {
+    Clock &c = clock_state();
+    c.events.push_back({c.now_us + delay_us, std::move(fn)});
+}
+
+}  // namespace nashal::sim

@@ -1,0 +1,124 @@
+#include "devices.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <climits>
+#include <map>
+#include <vector>
+
+#include "os/os_seam.h"
+
+namespace nashal::sim {
+namespace {
+
+struct PortRange {
+    uint16_t first;
+    uint16_t count;
+    std::shared_ptr<PortModel> model;
+};
+
+struct Registry {
+    std::map<std::string, IoctlHandler> devices;
+    IoctlHandler socket_handler;
+    std::vector<PortRange> ports;
+    std::vector<bool> permitted = std::vector<bool>(65536, false);
+};
+
+Registry &registry() {
+    static Registry r;
+    return r;
+}
+
+std::string fd_path(int fd) {
+    char link[64];
+    snprintf(link, sizeof link, "/proc/self/fd/%d", fd);
+    char target[PATH_MAX];
+    ssize_t n = readlink(link, target, sizeof target - 1);
+    if (n < 0) return {};
+    target[n] = '\0';
+    return target;
+}
+
+int sim_ioctl(int fd, unsigned long request, void *arg) {
+    std::string path = fd_path(fd);
+    auto &r = registry();
+    auto it = r.devices.find(path);
+    if (it != r.devices.end()) return it->second(fd, request, arg);
+    if (path.rfind("socket:", 0) == 0 && r.socket_handler) return r.socket_handler(fd, request, arg);
+    errno = ENODEV;
+    return -1;
+}
+
+PortModel *model_for(uint16_t port) {
+    for (auto &range : registry().ports) {
+        if (port >= range.first && port - range.first < range.count) return range.model.get();
+    }
+    return nullptr;
+}
+
+int sim_ioperm(unsigned long from, unsigned long num, int turn_on) {
+    if (from + num > 65536) {
+        errno = EINVAL;
+        return -1;
+    }
+    for (unsigned long p = from; p < from + num; ++p) registry().permitted[p] = turn_on != 0;
+    return 0;
+}
+
+uint8_t sim_inb(uint16_t port) {
+    PortModel *m = model_for(port);
+    return m ? m->inb(port) : 0xff;
+}
+
+void sim_outb(uint8_t value, uint16_t port) {
+    if (PortModel *m = model_for(port)) m->outb(value, port);
+}
+
+uint32_t sim_inl(uint16_t port) {
+    PortModel *m = model_for(port);
+    return m ? m->inl(port) : 0xffffffffu;
+}
+
+void sim_outl(uint32_t value, uint16_t port) {
+    if (PortModel *m = model_for(port)) m->outl(value, port);
+}
+
+}  // namespace
+
+void register_ioctl_device(const std::string &device_path, IoctlHandler handler) {
+    registry().devices[device_path] = std::move(handler);
+}
+
+void register_socket_ioctl(IoctlHandler handler) { registry().socket_handler = std::move(handler); }
+
+void register_ports(uint16_t first, uint16_t count, std::shared_ptr<PortModel> model) {
+    registry().ports.push_back({first, count, std::move(model)});
+}
+
+bool port_permitted(uint16_t port) { return registry().permitted[port]; }
+
+void devices_install() {
+    nashal_os_hooks.ioctl = sim_ioctl;
+    nashal_os_hooks.ioperm = sim_ioperm;
+    nashal_os_hooks.inb = sim_inb;
+    nashal_os_hooks.outb = sim_outb;
+    nashal_os_hooks.inl = sim_inl;
+    nashal_os_hooks.outl = sim_outl;
+}
+
+void devices_uninstall() {
+    nashal_os_hooks.ioctl = nullptr;
+    nashal_os_hooks.ioperm = nullptr;
+    nashal_os_hooks.inb = nullptr;
+    nashal_os_hooks.outb = nullptr;
+    nashal_os_hooks.inl = nullptr;
+    nashal_os_hooks.outl = nullptr;
+    auto &r = registry();
+    r.devices.clear();
+    r.socket_handler = nullptr;
+    r.ports.clear();
+    r.permitted.assign(65536, false);
+}
+
+}  // namespace nashal::sim

@@ -1,0 +1,131 @@
+#include "fs.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+namespace nashal::sim {
+namespace {
+
+std::string parent_of(const std::string &path) {
+    auto slash = path.find_last_of('/');
+    if (slash == std::string::npos) return ".";
+    if (slash == 0) return "/";
+    return path.substr(0, slash);
+}
+
+std::vector<std::string> components(const std::string &path) {
+    std::vector<std::string> out;
+    size_t i = 0;
+    while (i < path.size()) {
+        size_t j = path.find('/', i);
+        if (j == std::string::npos) j = path.size();
+        if (j > i) out.push_back(path.substr(i, j - i));
+        i = j + 1;
+    }
+    return out;
+}
+
+bool write_with_flags(const std::string &path, const std::string &content, int flags,
+                      unsigned mode) {
+    make_dirs(parent_of(path));
+    int fd = ::open(path.c_str(), flags | O_WRONLY | O_CLOEXEC, mode);
+    if (fd < 0) return false;
+    size_t done = 0;
+    while (done < content.size()) {
+        ssize_t n = ::write(fd, content.data() + done, content.size() - done);
+        if (n < 0 && errno == EINTR) continue;
+        if (n <= 0) break;
+        done += static_cast<size_t>(n);
+    }
+    ::close(fd);
+    return done == content.size();
+}
+
+}  // namespace
+
+bool make_dirs(const std::string &path, unsigned mode) {
+    std::string sofar = path.size() && path[0] == '/' ? "" : ".";
+    for (const auto &c : components(path)) {
+        sofar += "/" + c;
+        if (::mkdir(sofar.c_str(), mode) != 0 && errno != EEXIST) return false;
+    }
+    return true;
+}
+
+bool write_file(const std::string &path, const std::string &content, unsigned mode) {
+    return write_with_flags(path, content, O_CREAT | O_TRUNC, mode);
+}
+
+bool append_file(const std::string &path, const std::string &content) {
+    return write_with_flags(path, content, O_CREAT | O_APPEND, 0644);
+}
+
+std::string read_file(const std::string &path) {
+    int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0) return {};
+    std::string out;
+    char buf[4096];
+    for (;;) {
+        ssize_t n = ::read(fd, buf, sizeof buf);
+        if (n < 0 && errno == EINTR) continue;
+        if (n <= 0) break;
+        out.append(buf, static_cast<size_t>(n));
+    }
+    ::close(fd);
+    return out;
+}
+
+bool exists(const std::string &path) {
+    struct stat st;
+    return ::lstat(path.c_str(), &st) == 0;
+}
+
+bool symlink_relative(const std::string &target, const std::string &link) {
+    auto from = components(parent_of(link));
+    auto to = components(target);
+    size_t common = 0;
+    while (common < from.size() && common < to.size() && from[common] == to[common]) ++common;
+    std::string rel;
+    for (size_t i = common; i < from.size(); ++i) rel += "../";
+    for (size_t i = common; i < to.size(); ++i) rel += to[i] + (i + 1 < to.size() ? "/" : "");
+    if (rel.empty()) rel = ".";
+    return symlink_exact(rel, link);
+}
+
+bool symlink_exact(const std::string &target, const std::string &link) {
+    make_dirs(parent_of(link));
+    ::unlink(link.c_str());
+    return ::symlink(target.c_str(), link.c_str()) == 0;
+}
+
+void remove_tree(const std::string &path) {
+    struct stat st;
+    if (::lstat(path.c_str(), &st) != 0) return;
+    if (S_ISDIR(st.st_mode)) {
+        for (const auto &name : list_dir(path)) remove_tree(path + "/" + name);
+        ::rmdir(path.c_str());
+    } else {
+        ::unlink(path.c_str());
+    }
+}
+
+std::vector<std::string> list_dir(const std::string &path) {
+    std::vector<std::string> out;
+    DIR *d = ::opendir(path.c_str());
+    if (!d) return out;
+    while (struct dirent *e = ::readdir(d)) {
+        if (std::strcmp(e->d_name, ".") == 0 || std::strcmp(e->d_name, "..") == 0) continue;
+        out.emplace_back(e->d_name);
+    }
+    ::closedir(d);
+    std::sort(out.begin(), out.end());
+    return out;
+}
+
+}  // namespace nashal::sim

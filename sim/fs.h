@@ -1,0 +1,31 @@
+// Small file builders for tests and device descriptions. Paths are real paths of the box
+// ("/sys/class/scsi_generic/sg0"); while an appliance is active they land in it.
+#ifndef NASHAL_SIM_FS_H
+#define NASHAL_SIM_FS_H
+
+#include <string>
+#include <vector>
+
+namespace nashal::sim {
+
+// mkdir -p.
+bool make_dirs(const std::string &path, unsigned mode = 0755);
+// Writes a whole file, creating its parent directories.
+bool write_file(const std::string &path, const std::string &content, unsigned mode = 0644);
+bool append_file(const std::string &path, const std::string &content);
+// Reads a whole file; empty when it is missing.
+std::string read_file(const std::string &path);
+bool exists(const std::string &path);
+// Creates link -> target, with the target written relative to the link's directory, as the
+// kernel writes sysfs links ("../../devices/pci0000:00/..."). Creates parents of the link.
+bool symlink_relative(const std::string &target, const std::string &link);
+// Creates link -> target exactly as given.
+bool symlink_exact(const std::string &target, const std::string &link);
+// rm -rf.
+void remove_tree(const std::string &path);
+// Names in a directory, sorted, without "." and "..".
+std::vector<std::string> list_dir(const std::string &path);
+
+}  // namespace nashal::sim
+
+#endif  // NASHAL_SIM_FS_H

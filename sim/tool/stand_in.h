@@ -1,0 +1,33 @@
+// The stand-ins for outside programs. One executable, linked into the appliance under every
+// program name the library runs (/sbin/sg_ses, /sbin/udevadm, ...), dispatches on the name it
+// was started under. Each run is appended to /sim/invocations.log; then a program-specific
+// answerer (registered with NASHAL_STAND_IN) or the scripted answers in /sim/answers/<name>
+// decide what it prints and how it exits.
+#ifndef NASHAL_SIM_TOOL_STAND_IN_H
+#define NASHAL_SIM_TOOL_STAND_IN_H
+
+#include <string>
+#include <vector>
+
+namespace nashal::sim::tool {
+
+// Arguments without the program name. Returns the exit status.
+using StandInFn = int (*)(const std::vector<std::string> &args);
+
+struct StandInRegistrar {
+    StandInRegistrar(const char *name, StandInFn fn);
+};
+
+// Answers from /sim/answers/<name> (see docs/virtual-appliance.md); exit 0 with no output when
+// the file or a matching record is missing. Program-specific answerers fall back to it.
+int scripted_answer(const std::string &name, const std::vector<std::string> &args);
+
+// Writes bytes to standard output, all of them.
+void write_out(const std::string &bytes);
+
+}  // namespace nashal::sim::tool
+
+#define NASHAL_STAND_IN(prog, fn) \
+    static ::nashal::sim::tool::StandInRegistrar nashal_stand_in_##fn(prog, fn)
+
+#endif  // NASHAL_SIM_TOOL_STAND_IN_H

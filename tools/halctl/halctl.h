@@ -1,0 +1,89 @@
+// halctl: the field engineer's view of the library. Commands live one topic per file and
+// register themselves with HALCTL_COMMAND; each prints a human table or, with --json, stable
+// machine output through Output.
+#ifndef NASHAL_HALCTL_H
+#define NASHAL_HALCTL_H
+
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace halctl {
+
+// Exit codes.
+constexpr int kOk = 0;
+constexpr int kFailed = 1;
+constexpr int kUsage = 2;
+
+// Output in two forms. Human form: "key: value" lines for objects, aligned columns for lists of
+// records. JSON form: one object (or array) with the same keys.
+class Output {
+public:
+    explicit Output(bool json) : json_(json) {}
+    bool json() const { return json_; }
+
+    // A single record: ordered key/value pairs. Values that look like integers are printed
+    // as JSON numbers when marked numeric.
+    struct Field {
+        std::string key;
+        std::string value;
+        bool numeric = false;
+    };
+    using Record = std::vector<Field>;
+
+    static Field text(std::string key, std::string value) {
+        return {std::move(key), std::move(value), false};
+    }
+    static Field number(std::string key, long long value) {
+        return {std::move(key), std::to_string(value), true};
+    }
+    static Field hex(std::string key, unsigned long long value);
+
+    void record(const Record &r);
+    void table(const std::vector<Record> &rows);
+    // A message for people; in JSON form it becomes {"message": "..."}.
+    void message(const std::string &text);
+
+private:
+    bool json_;
+};
+
+struct Context {
+    std::vector<std::string> args;  // after the command name
+    Output &out;
+};
+
+using CommandFn = int (*)(Context &ctx);
+
+struct Command {
+    const char *name;
+    const char *usage;  // arguments, e.g. "MASK [PATH]"
+    const char *help;   // one line
+    CommandFn fn;
+};
+
+struct CommandRegistrar {
+    explicit CommandRegistrar(const Command &c);
+};
+
+const std::vector<Command> &commands();
+
+// Reports a usage error for the running command on stderr and returns kUsage.
+int usage_error(const Context &ctx, const std::string &why);
+// Reports a failure on stderr and returns kFailed.
+int failure(const std::string &why);
+
+// Parses a whole decimal or 0x-hexadecimal integer; false when the text is not one.
+bool parse_int(const std::string &text, long long &out);
+
+std::string json_escape(const std::string &s);
+
+}  // namespace halctl
+
+#define HALCTL_COMMAND(ident, name, usage, help)                                          \
+    static int ident(halctl::Context &ctx);                                               \
+    static halctl::CommandRegistrar ident##_registrar(halctl::Command{name, usage, help, \
+                                                                      ident});           \
+    static int ident(halctl::Context &ctx)
+
+#endif  // NASHAL_HALCTL_H
