@@ -26,9 +26,9 @@ namespace {
 // The directories of an appliance that stand over the machine's own.
 const char *const kOwnedTopDirs[] = {"etc", "sys", "dev", "sbin", "tmp", "var", "sim"};
 
-const char *const kSkeleton[] = {"etc",      "etc/config", "etc/init.d", "sys",  "dev",
-                                 "sbin",     "usr/sbin",   "tmp",        "var",  "var/lock",
-                                 "var/log",  "lib",        "proc/bus/pci", "sim"};
+const char *const kSkeleton[] = {"etc",     "etc/config", "etc/init.d",   "sys", "dev",
+                                 "sbin",    "usr/sbin",   "tmp",          "var", "var/lock",
+                                 "var/log", "lib",        "proc/bus/pci", "sim"};
 
 // Device nodes of the machine that every program needs and that carry no board state.
 const char *const kCarriedNodes[] = {"null", "zero", "full", "random", "urandom", "tty", "ptmx"};
@@ -68,7 +68,8 @@ bool is_link(const std::string &path) {
 
 bool write_proc(const char *path, const std::string &text) {
     int fd = ::open(path, O_WRONLY | O_CLOEXEC);
-    if (fd < 0) return false;
+    if (fd < 0)
+        return false;
     bool ok = ::write(fd, text.data(), text.size()) == static_cast<ssize_t>(text.size());
     ::close(fd);
     return ok;
@@ -79,7 +80,8 @@ bool enter_namespaces() {
     if (::geteuid() != 0) {
         uid_t uid = ::geteuid();
         gid_t gid = ::getegid();
-        if (::unshare(CLONE_NEWUSER) != 0) return fail("can't create a user namespace");
+        if (::unshare(CLONE_NEWUSER) != 0)
+            return fail("can't create a user namespace");
         write_proc("/proc/self/setgroups", "deny");
         if (!write_proc("/proc/self/uid_map", "0 " + std::to_string(uid) + " 1") ||
             !write_proc("/proc/self/gid_map", "0 " + std::to_string(gid) + " 1"))
@@ -95,7 +97,8 @@ bool enter_namespaces() {
 std::string self_dir() {
     char buf[PATH_MAX];
     ssize_t n = ::readlink("/proc/self/exe", buf, sizeof buf - 1);
-    if (n <= 0) return {};
+    if (n <= 0)
+        return {};
     buf[n] = '\0';
     std::string p(buf);
     return p.substr(0, p.find_last_of('/'));
@@ -105,14 +108,14 @@ std::string self_dir() {
 // libexec folder, or in the build tree that made this library.
 std::string stand_in_binary() {
     std::string here = self_dir();
-    const std::string candidates[] = {here + "/nashal-sim-tool",
-                                      here + "/../sim/nashal-sim-tool",
+    const std::string candidates[] = {here + "/nashal-sim-tool", here + "/../sim/nashal-sim-tool",
                                       here + "/../libexec/nashal/nashal-sim-tool",
                                       NASHAL_SIM_TOOL_BUILD_PATH};
     for (const auto &c : candidates) {
         if (!c.empty() && ::access(c.c_str(), X_OK) == 0) {
             char real[PATH_MAX];
-            if (::realpath(c.c_str(), real)) return real;
+            if (::realpath(c.c_str(), real))
+                return real;
         }
     }
     return {};
@@ -127,8 +130,10 @@ void install_stand_ins(const std::string &dir) {
     }
     for (const auto &prog : stand_in_programs()) {
         std::string link = dir + prog;
-        if (exists(link) && !is_link(link)) continue;
-        if (is_link(link) && exists(link) && is_dir(link)) continue;
+        if (exists(link) && !is_link(link))
+            continue;
+        if (is_link(link) && exists(link) && is_dir(link))
+            continue;
         symlink_exact(tool, link);
     }
 }
@@ -136,12 +141,16 @@ void install_stand_ins(const std::string &dir) {
 bool carry_dev(const std::string &view_dir) {
     for (const char *node : kCarriedNodes) {
         std::string target = view_dir + "/dev/" + node;
-        if (!exists(target)) write_file(target, "");
-        if (!exists(std::string("/dev/") + node)) continue;
-        if (!bind_mount(std::string("/dev/") + node, target)) return false;
+        if (!exists(target))
+            write_file(target, "");
+        if (!exists(std::string("/dev/") + node))
+            continue;
+        if (!bind_mount(std::string("/dev/") + node, target))
+            return false;
     }
     make_dirs(view_dir + "/dev/pts");
-    if (!bind_mount("/dev/pts", view_dir + "/dev/pts")) return false;
+    if (!bind_mount("/dev/pts", view_dir + "/dev/pts"))
+        return false;
     // A private /dev/shm, as the IPC namespace is private: POSIX shared memory and named
     // semaphores of one test never meet another's.
     make_dirs(view_dir + "/dev/shm");
@@ -157,7 +166,8 @@ bool build_view(const std::string &dir, const std::string &view_dir) {
         return fail("can't mount the view", view_dir);
     for (const auto &name : list_dir("/")) {
         bool owned = false;
-        for (const char *top : kOwnedTopDirs) owned = owned || name == top;
+        for (const char *top : kOwnedTopDirs)
+            owned = owned || name == top;
         std::string real = "/" + name;
         std::string target = view_dir + "/" + name;
         if (owned) {
@@ -167,21 +177,26 @@ bool build_view(const std::string &dir, const std::string &view_dir) {
         if (is_link(real)) {
             char buf[PATH_MAX];
             ssize_t n = ::readlink(real.c_str(), buf, sizeof buf - 1);
-            if (n <= 0) continue;
+            if (n <= 0)
+                continue;
             buf[n] = '\0';
-            if (::symlink(buf, target.c_str()) != 0) return fail("can't link", target);
+            if (::symlink(buf, target.c_str()) != 0)
+                return fail("can't link", target);
         } else if (is_dir(real)) {
             make_dirs(target);
-            if (!bind_mount(real, target, true)) return false;
+            if (!bind_mount(real, target, true))
+                return false;
         } else {
             write_file(target, "");
-            if (!bind_mount(real, target)) return false;
+            if (!bind_mount(real, target))
+                return false;
         }
     }
     for (const char *top : kOwnedTopDirs) {
         make_dirs(dir + "/" + top);
         make_dirs(view_dir + "/" + top);
-        if (!bind_mount(dir + "/" + top, view_dir + "/" + top)) return false;
+        if (!bind_mount(dir + "/" + top, view_dir + "/" + top))
+            return false;
     }
     if (is_dir(dir + "/usr/sbin") && is_dir(view_dir + "/usr/sbin") &&
         !bind_mount(dir + "/usr/sbin", view_dir + "/usr/sbin"))
@@ -193,7 +208,8 @@ bool build_view(const std::string &dir, const std::string &view_dir) {
     // folders; the machine's own libraries stay, or no program would start.
     for (const auto &name : list_dir(dir + "/lib")) {
         char real[PATH_MAX];
-        if (!::realpath(("/lib/" + name).c_str(), real)) continue;
+        if (!::realpath(("/lib/" + name).c_str(), real))
+            continue;
         if (is_dir(dir + "/lib/" + name) && !bind_mount(dir + "/lib/" + name, view_dir + real))
             return false;
     }
@@ -204,22 +220,42 @@ bool build_view(const std::string &dir, const std::string &view_dir) {
 
 const std::vector<std::string> &stand_in_programs() {
     static const std::vector<std::string> progs = {
-        "/sbin/sg_inq",      "/sbin/sg_logs",         "/sbin/sg_readcap",
-        "/sbin/sg_requests", "/sbin/sg_senddiag",     "/sbin/sg_start",
-        "/sbin/sg_ses",      "/sbin/sg_raw",          "/sbin/sginfo",
-        "/sbin/sg_write_buffer", "/sbin/hdparm",      "/sbin/lsiutil",
-        "/sbin/sas2flash",   "/sbin/sas3flash",       "/sbin/udevadm",
-        "/sbin/ifconfig",    "/sbin/insmod",          "/sbin/rmmod",
-        "/sbin/lsmod",       "/sbin/log_tool",        "/sbin/lcd_tool",
-        "/sbin/daemon_mgr",  "/sbin/hal_daemon",      "/sbin/hal_event",
-        "/sbin/vcfg",        "/usr/sbin/ethtool",     "/etc/init.d/pd_attach",
-        "/etc/init.d/pd_detach", "/etc/init.d/power_button.sh",
+        "/sbin/sg_inq",
+        "/sbin/sg_logs",
+        "/sbin/sg_readcap",
+        "/sbin/sg_requests",
+        "/sbin/sg_senddiag",
+        "/sbin/sg_start",
+        "/sbin/sg_ses",
+        "/sbin/sg_raw",
+        "/sbin/sginfo",
+        "/sbin/sg_write_buffer",
+        "/sbin/hdparm",
+        "/sbin/lsiutil",
+        "/sbin/sas2flash",
+        "/sbin/sas3flash",
+        "/sbin/udevadm",
+        "/sbin/ifconfig",
+        "/sbin/insmod",
+        "/sbin/rmmod",
+        "/sbin/lsmod",
+        "/sbin/log_tool",
+        "/sbin/lcd_tool",
+        "/sbin/daemon_mgr",
+        "/sbin/hal_daemon",
+        "/sbin/hal_event",
+        "/sbin/vcfg",
+        "/usr/sbin/ethtool",
+        "/etc/init.d/pd_attach",
+        "/etc/init.d/pd_detach",
+        "/etc/init.d/power_button.sh",
     };
     return progs;
 }
 
 void make_skeleton(const std::string &dir) {
-    for (const char *sub : kSkeleton) make_dirs(dir + "/" + sub);
+    for (const char *sub : kSkeleton)
+        make_dirs(dir + "/" + sub);
 }
 
 Appliance::Appliance(std::string dir, bool owned) : dir_(std::move(dir)), owned_(owned) {}
@@ -238,7 +274,8 @@ Appliance Appliance::fresh() {
 Appliance Appliance::copy_of(const std::string &source_dir) {
     Appliance a = fresh();
     std::string cmd = "cp -a '" + source_dir + "/.' '" + a.dir_ + "/'";
-    if (std::system(cmd.c_str()) != 0) fprintf(stderr, "virtual appliance: copy failed\n");
+    if (std::system(cmd.c_str()) != 0)
+        fprintf(stderr, "virtual appliance: copy failed\n");
     make_skeleton(a.dir_);
     return a;
 }
@@ -265,12 +302,15 @@ Appliance &Appliance::operator=(Appliance &&other) noexcept {
 }
 
 Appliance::~Appliance() {
-    if (active_) deactivate();
-    if (owned_ && !dir_.empty()) remove_tree(dir_);
+    if (active_)
+        deactivate();
+    if (owned_ && !dir_.empty())
+        remove_tree(dir_);
 }
 
 bool Appliance::activate() {
-    if (active_) return true;
+    if (active_)
+        return true;
     ViewState &v = view();
     if (!v.view_dir.empty()) {
         fprintf(stderr, "virtual appliance: another appliance is active in this process\n");
@@ -278,7 +318,8 @@ bool Appliance::activate() {
     }
     install_stand_ins(dir_);
     char tmpl[] = "/tmp/nashal-view-XXXXXX";
-    if (!::mkdtemp(tmpl)) return fail("can't make the view folder");
+    if (!::mkdtemp(tmpl))
+        return fail("can't make the view folder");
     std::string view_dir = tmpl;
     char cwd[PATH_MAX];
     std::string old_cwd = ::getcwd(cwd, sizeof cwd) ? cwd : "/";
@@ -289,11 +330,14 @@ bool Appliance::activate() {
     }
     v.real_root = ::open("/", O_PATH | O_DIRECTORY | O_CLOEXEC);
     v.real_cwd = ::open(old_cwd.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
-    if (::chdir(view_dir.c_str()) != 0 || ::chroot(".") != 0) return fail("can't enter the view");
+    if (::chdir(view_dir.c_str()) != 0 || ::chroot(".") != 0)
+        return fail("can't enter the view");
     v.view_dir = view_dir;
     // The system's shell commands use bash syntax ("&>", ">&"); /bin/sh is bash in the view.
-    if (::access("/usr/bin/bash", X_OK) == 0) bind_mount("/usr/bin/bash", "/bin/sh");
-    if (::chdir(old_cwd.c_str()) != 0 && ::chdir("/") != 0) return fail("can't change folder");
+    if (::access("/usr/bin/bash", X_OK) == 0)
+        bind_mount("/usr/bin/bash", "/bin/sh");
+    if (::chdir(old_cwd.c_str()) != 0 && ::chdir("/") != 0)
+        return fail("can't change folder");
     clock_install();
     devices_install();
     active_ = true;
@@ -301,14 +345,17 @@ bool Appliance::activate() {
 }
 
 void Appliance::deactivate() {
-    if (!active_) return;
+    if (!active_)
+        return;
     devices_uninstall();
     clock_uninstall();
     ViewState &v = view();
-    if (::fchdir(v.real_root) != 0 || ::chroot(".") != 0) perror("virtual appliance: leave");
+    if (::fchdir(v.real_root) != 0 || ::chroot(".") != 0)
+        perror("virtual appliance: leave");
     ::umount2(v.view_dir.c_str(), MNT_DETACH);
     ::rmdir(v.view_dir.c_str());
-    if (::fchdir(v.real_cwd) != 0 && ::chdir("/") != 0) perror("virtual appliance: chdir");
+    if (::fchdir(v.real_cwd) != 0 && ::chdir("/") != 0)
+        perror("virtual appliance: chdir");
     ::close(v.real_root);
     ::close(v.real_cwd);
     v = ViewState{};
@@ -316,7 +363,8 @@ void Appliance::deactivate() {
 }
 
 std::string Appliance::path(const std::string &real_path) const {
-    if (active_) return real_path;
+    if (active_)
+        return real_path;
     return dir_ + real_path;
 }
 
@@ -326,13 +374,16 @@ std::vector<std::string> invocations() {
     size_t i = 0;
     while (i < all.size()) {
         size_t j = all.find('\n', i);
-        if (j == std::string::npos) j = all.size();
+        if (j == std::string::npos)
+            j = all.size();
         lines.push_back(all.substr(i, j - i));
         i = j + 1;
     }
     return lines;
 }
 
-void clear_invocations() { ::truncate("/sim/invocations.log", 0); }
+void clear_invocations() {
+    ::truncate("/sim/invocations.log", 0);
+}
 
 }  // namespace nashal::sim

@@ -15,7 +15,7 @@
 namespace nashal::sim {
 
 class Appliance {
-public:
+  public:
     // A fresh, empty appliance in a new temporary directory, removed again on destruction.
     static Appliance fresh();
     // A fresh temporary copy of an existing appliance directory (an example board).
@@ -44,7 +44,7 @@ public:
     // under dir() otherwise. Builders use it so that they work before and after activation.
     std::string path(const std::string &real_path) const;
 
-private:
+  private:
     Appliance(std::string dir, bool owned);
     std::string dir_;
     bool owned_ = false;

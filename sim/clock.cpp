@@ -39,9 +39,11 @@ void advance(int64_t us) {
     const int64_t target = c.now_us + us;
     c.slept_us += us;
     for (;;) {
-        auto due = std::min_element(c.events.begin(), c.events.end(),
-                                    [](const Event &a, const Event &b) { return a.at_us < b.at_us; });
-        if (due == c.events.end() || due->at_us > target) break;
+        auto due =
+            std::min_element(c.events.begin(), c.events.end(),
+                             [](const Event &a, const Event &b) { return a.at_us < b.at_us; });
+        if (due == c.events.end() || due->at_us > target)
+            break;
         c.now_us = std::max(c.now_us, due->at_us);
         auto fn = std::move(due->fn);
         c.events.erase(due);
@@ -62,7 +64,8 @@ int v_usleep(useconds_t usec) {
 
 time_t v_time(time_t *out) {
     time_t t = static_cast<time_t>(clock_state().now_us / 1000000);
-    if (out) *out = t;
+    if (out)
+        *out = t;
     return t;
 }
 
@@ -80,18 +83,24 @@ constexpr int kRealGlanceMs = 200;
 int v_poll(struct pollfd *fds, nfds_t nfds, int timeout_ms) {
     int glance = timeout_ms < 0 ? kRealGlanceMs : std::min(timeout_ms, kRealGlanceMs);
     int r = poll(fds, nfds, glance);
-    if (r != 0) return r;
-    if (timeout_ms > 0) advance(static_cast<int64_t>(timeout_ms) * 1000);
-    if (timeout_ms < 0) return poll(fds, nfds, -1);
+    if (r != 0)
+        return r;
+    if (timeout_ms > 0)
+        advance(static_cast<int64_t>(timeout_ms) * 1000);
+    if (timeout_ms < 0)
+        return poll(fds, nfds, -1);
     return 0;
 }
 
 int v_select(int nfds, fd_set *readfds, fd_set *writefds, fd_set *exceptfds,
              struct timeval *timeout) {
     fd_set r0, w0, e0;
-    if (readfds) r0 = *readfds;
-    if (writefds) w0 = *writefds;
-    if (exceptfds) e0 = *exceptfds;
+    if (readfds)
+        r0 = *readfds;
+    if (writefds)
+        w0 = *writefds;
+    if (exceptfds)
+        e0 = *exceptfds;
     int64_t wait_us = timeout ? timeout->tv_sec * 1000000LL + timeout->tv_usec : -1;
     struct timeval glance = {0, kRealGlanceMs * 1000};
     if (wait_us >= 0 && wait_us < kRealGlanceMs * 1000) {
@@ -99,15 +108,20 @@ int v_select(int nfds, fd_set *readfds, fd_set *writefds, fd_set *exceptfds,
         glance.tv_usec = static_cast<suseconds_t>(wait_us);
     }
     int r = select(nfds, readfds, writefds, exceptfds, &glance);
-    if (r != 0) return r;
+    if (r != 0)
+        return r;
     if (wait_us < 0) {
-        if (readfds) *readfds = r0;
-        if (writefds) *writefds = w0;
-        if (exceptfds) *exceptfds = e0;
+        if (readfds)
+            *readfds = r0;
+        if (writefds)
+            *writefds = w0;
+        if (exceptfds)
+            *exceptfds = e0;
         return select(nfds, readfds, writefds, exceptfds, nullptr);
     }
     advance(wait_us);
-    if (timeout) *timeout = {0, 0};
+    if (timeout)
+        *timeout = {0, 0};
     return 0;
 }
 
@@ -136,9 +150,15 @@ void clock_uninstall() {
     clock_state().events.clear();
 }
 
-int64_t clock_now_us() { return clock_state().now_us; }
-int64_t clock_slept_us() { return clock_state().slept_us; }
-void clock_advance_us(int64_t us) { advance(us); }
+int64_t clock_now_us() {
+    return clock_state().now_us;
+}
+int64_t clock_slept_us() {
+    return clock_state().slept_us;
+}
+void clock_advance_us(int64_t us) {
+    advance(us);
+}
 
 void clock_at(int64_t delay_us, std::function<void()> fn) {
     Clock &c = clock_state();

@@ -35,7 +35,8 @@ std::string fd_path(int fd) {
     snprintf(link, sizeof link, "/proc/self/fd/%d", fd);
     char target[PATH_MAX];
     ssize_t n = readlink(link, target, sizeof target - 1);
-    if (n < 0) return {};
+    if (n < 0)
+        return {};
     target[n] = '\0';
     return target;
 }
@@ -44,15 +45,18 @@ int sim_ioctl(int fd, unsigned long request, void *arg) {
     std::string path = fd_path(fd);
     auto &r = registry();
     auto it = r.devices.find(path);
-    if (it != r.devices.end()) return it->second(fd, request, arg);
-    if (path.rfind("socket:", 0) == 0 && r.socket_handler) return r.socket_handler(fd, request, arg);
+    if (it != r.devices.end())
+        return it->second(fd, request, arg);
+    if (path.rfind("socket:", 0) == 0 && r.socket_handler)
+        return r.socket_handler(fd, request, arg);
     errno = ENODEV;
     return -1;
 }
 
 PortModel *model_for(uint16_t port) {
     for (auto &range : registry().ports) {
-        if (port >= range.first && port - range.first < range.count) return range.model.get();
+        if (port >= range.first && port - range.first < range.count)
+            return range.model.get();
     }
     return nullptr;
 }
@@ -62,7 +66,8 @@ int sim_ioperm(unsigned long from, unsigned long num, int turn_on) {
         errno = EINVAL;
         return -1;
     }
-    for (unsigned long p = from; p < from + num; ++p) registry().permitted[p] = turn_on != 0;
+    for (unsigned long p = from; p < from + num; ++p)
+        registry().permitted[p] = turn_on != 0;
     return 0;
 }
 
@@ -72,7 +77,8 @@ uint8_t sim_inb(uint16_t port) {
 }
 
 void sim_outb(uint8_t value, uint16_t port) {
-    if (PortModel *m = model_for(port)) m->outb(value, port);
+    if (PortModel *m = model_for(port))
+        m->outb(value, port);
 }
 
 uint32_t sim_inl(uint16_t port) {
@@ -81,7 +87,8 @@ uint32_t sim_inl(uint16_t port) {
 }
 
 void sim_outl(uint32_t value, uint16_t port) {
-    if (PortModel *m = model_for(port)) m->outl(value, port);
+    if (PortModel *m = model_for(port))
+        m->outl(value, port);
 }
 
 }  // namespace
@@ -90,13 +97,17 @@ void register_ioctl_device(const std::string &device_path, IoctlHandler handler)
     registry().devices[device_path] = std::move(handler);
 }
 
-void register_socket_ioctl(IoctlHandler handler) { registry().socket_handler = std::move(handler); }
+void register_socket_ioctl(IoctlHandler handler) {
+    registry().socket_handler = std::move(handler);
+}
 
 void register_ports(uint16_t first, uint16_t count, std::shared_ptr<PortModel> model) {
     registry().ports.push_back({first, count, std::move(model)});
 }
 
-bool port_permitted(uint16_t port) { return registry().permitted[port]; }
+bool port_permitted(uint16_t port) {
+    return registry().permitted[port];
+}
 
 void devices_install() {
     nashal_os_hooks.ioctl = sim_ioctl;

@@ -24,7 +24,7 @@ void register_socket_ioctl(IoctlHandler handler);
 
 // A chip that answers a range of I/O ports.
 class PortModel {
-public:
+  public:
     virtual ~PortModel() = default;
     virtual uint8_t inb(uint16_t port) = 0;
     virtual void outb(uint8_t value, uint16_t port) = 0;

@@ -14,8 +14,10 @@ namespace {
 
 std::string parent_of(const std::string &path) {
     auto slash = path.find_last_of('/');
-    if (slash == std::string::npos) return ".";
-    if (slash == 0) return "/";
+    if (slash == std::string::npos)
+        return ".";
+    if (slash == 0)
+        return "/";
     return path.substr(0, slash);
 }
 
@@ -24,8 +26,10 @@ std::vector<std::string> components(const std::string &path) {
     size_t i = 0;
     while (i < path.size()) {
         size_t j = path.find('/', i);
-        if (j == std::string::npos) j = path.size();
-        if (j > i) out.push_back(path.substr(i, j - i));
+        if (j == std::string::npos)
+            j = path.size();
+        if (j > i)
+            out.push_back(path.substr(i, j - i));
         i = j + 1;
     }
     return out;
@@ -35,12 +39,15 @@ bool write_with_flags(const std::string &path, const std::string &content, int f
                       unsigned mode) {
     make_dirs(parent_of(path));
     int fd = ::open(path.c_str(), flags | O_WRONLY | O_CLOEXEC, mode);
-    if (fd < 0) return false;
+    if (fd < 0)
+        return false;
     size_t done = 0;
     while (done < content.size()) {
         ssize_t n = ::write(fd, content.data() + done, content.size() - done);
-        if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) break;
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0)
+            break;
         done += static_cast<size_t>(n);
     }
     ::close(fd);
@@ -53,7 +60,8 @@ bool make_dirs(const std::string &path, unsigned mode) {
     std::string sofar = path.size() && path[0] == '/' ? "" : ".";
     for (const auto &c : components(path)) {
         sofar += "/" + c;
-        if (::mkdir(sofar.c_str(), mode) != 0 && errno != EEXIST) return false;
+        if (::mkdir(sofar.c_str(), mode) != 0 && errno != EEXIST)
+            return false;
     }
     return true;
 }
@@ -68,13 +76,16 @@ bool append_file(const std::string &path, const std::string &content) {
 
 std::string read_file(const std::string &path) {
     int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0) return {};
+    if (fd < 0)
+        return {};
     std::string out;
     char buf[4096];
     for (;;) {
         ssize_t n = ::read(fd, buf, sizeof buf);
-        if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) break;
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0)
+            break;
         out.append(buf, static_cast<size_t>(n));
     }
     ::close(fd);
@@ -90,11 +101,15 @@ bool symlink_relative(const std::string &target, const std::string &link) {
     auto from = components(parent_of(link));
     auto to = components(target);
     size_t common = 0;
-    while (common < from.size() && common < to.size() && from[common] == to[common]) ++common;
+    while (common < from.size() && common < to.size() && from[common] == to[common])
+        ++common;
     std::string rel;
-    for (size_t i = common; i < from.size(); ++i) rel += "../";
-    for (size_t i = common; i < to.size(); ++i) rel += to[i] + (i + 1 < to.size() ? "/" : "");
-    if (rel.empty()) rel = ".";
+    for (size_t i = common; i < from.size(); ++i)
+        rel += "../";
+    for (size_t i = common; i < to.size(); ++i)
+        rel += to[i] + (i + 1 < to.size() ? "/" : "");
+    if (rel.empty())
+        rel = ".";
     return symlink_exact(rel, link);
 }
 
@@ -106,9 +121,11 @@ bool symlink_exact(const std::string &target, const std::string &link) {
 
 void remove_tree(const std::string &path) {
     struct stat st;
-    if (::lstat(path.c_str(), &st) != 0) return;
+    if (::lstat(path.c_str(), &st) != 0)
+        return;
     if (S_ISDIR(st.st_mode)) {
-        for (const auto &name : list_dir(path)) remove_tree(path + "/" + name);
+        for (const auto &name : list_dir(path))
+            remove_tree(path + "/" + name);
         ::rmdir(path.c_str());
     } else {
         ::unlink(path.c_str());
@@ -118,9 +135,11 @@ void remove_tree(const std::string &path) {
 std::vector<std::string> list_dir(const std::string &path) {
     std::vector<std::string> out;
     DIR *d = ::opendir(path.c_str());
-    if (!d) return out;
+    if (!d)
+        return out;
     while (struct dirent *e = ::readdir(d)) {
-        if (std::strcmp(e->d_name, ".") == 0 || std::strcmp(e->d_name, "..") == 0) continue;
+        if (std::strcmp(e->d_name, ".") == 0 || std::strcmp(e->d_name, "..") == 0)
+            continue;
         out.emplace_back(e->d_name);
     }
     ::closedir(d);

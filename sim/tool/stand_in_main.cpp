@@ -18,17 +18,20 @@ std::map<std::string, StandInFn> &answerers() {
 
 std::string joined(const std::vector<std::string> &args) {
     std::string s;
-    for (size_t i = 0; i < args.size(); ++i) s += (i ? " " : "") + args[i];
+    for (size_t i = 0; i < args.size(); ++i)
+        s += (i ? " " : "") + args[i];
     return s;
 }
 
 // One write per line with O_APPEND, so that lines of concurrent runs never mix.
 void log_invocation(const std::string &argv0, const std::vector<std::string> &args) {
     std::string line = argv0;
-    if (!args.empty()) line += " " + joined(args);
+    if (!args.empty())
+        line += " " + joined(args);
     line += "\n";
     int fd = ::open("/sim/invocations.log", O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
-    if (fd < 0) return;
+    if (fd < 0)
+        return;
     ssize_t n = ::write(fd, line.data(), line.size());
     (void)n;
     ::close(fd);
@@ -36,14 +39,18 @@ void log_invocation(const std::string &argv0, const std::vector<std::string> &ar
 
 }  // namespace
 
-StandInRegistrar::StandInRegistrar(const char *name, StandInFn fn) { answerers()[name] = fn; }
+StandInRegistrar::StandInRegistrar(const char *name, StandInFn fn) {
+    answerers()[name] = fn;
+}
 
 void write_out(const std::string &bytes) {
     size_t done = 0;
     while (done < bytes.size()) {
         ssize_t n = ::write(1, bytes.data() + done, bytes.size() - done);
-        if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) return;
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0)
+            return;
         done += static_cast<size_t>(n);
     }
 }
@@ -57,17 +64,20 @@ int scripted_answer(const std::string &name, const std::vector<std::string> &arg
     size_t i = 0;
     while (i <= text.size()) {
         size_t j = text.find('\n', i);
-        if (j == std::string::npos) j = text.size();
+        if (j == std::string::npos)
+            j = text.size();
         std::string line = text.substr(i, j - i);
         i = j + 1;
         if (line.rfind("== ", 0) == 0) {
-            if (matched) break;  // the first matching record wins
+            if (matched)
+                break;  // the first matching record wins
             std::string pattern = line.substr(3);
             in_match = pattern == "*" || pattern == want;
             matched = in_match;
             continue;
         }
-        if (!in_match) continue;
+        if (!in_match)
+            continue;
         if (line.rfind("exit ", 0) == 0) {
             status = std::atoi(line.c_str() + 5);
         } else if (line.rfind("stdout-file ", 0) == 0) {
@@ -77,7 +87,8 @@ int scripted_answer(const std::string &name, const std::vector<std::string> &arg
         } else if (line == "stdout") {
             out += "\n";
         }
-        if (j >= text.size()) break;
+        if (j >= text.size())
+            break;
     }
     write_out(out);
     return status;
@@ -92,6 +103,7 @@ int main(int argc, char **argv) {
     std::vector<std::string> args(argv + 1, argv + argc);
     log_invocation(argv0, args);
     auto it = answerers().find(name);
-    if (it != answerers().end()) return it->second(args);
+    if (it != answerers().end())
+        return it->second(args);
     return scripted_answer(name, args);
 }

@@ -10,17 +10,20 @@ struct nashal_os_hooks nashal_os_hooks = {};
 extern "C" {
 
 int os_ioctl(int fd, unsigned long request, void *arg) {
-    if (nashal_os_hooks.ioctl) return nashal_os_hooks.ioctl(fd, request, arg);
+    if (nashal_os_hooks.ioctl)
+        return nashal_os_hooks.ioctl(fd, request, arg);
     return ioctl(fd, request, arg);
 }
 
 int os_ioperm(unsigned long from, unsigned long num, int turn_on) {
-    if (nashal_os_hooks.ioperm) return nashal_os_hooks.ioperm(from, num, turn_on);
+    if (nashal_os_hooks.ioperm)
+        return nashal_os_hooks.ioperm(from, num, turn_on);
     return ioperm(from, num, turn_on);
 }
 
 uint8_t os_inb(uint16_t port) {
-    if (nashal_os_hooks.inb) return nashal_os_hooks.inb(port);
+    if (nashal_os_hooks.inb)
+        return nashal_os_hooks.inb(port);
     return inb(port);
 }
 
@@ -33,7 +36,8 @@ void os_outb(uint8_t value, uint16_t port) {
 }
 
 uint32_t os_inl(uint16_t port) {
-    if (nashal_os_hooks.inl) return nashal_os_hooks.inl(port);
+    if (nashal_os_hooks.inl)
+        return nashal_os_hooks.inl(port);
     return inl(port);
 }
 
@@ -46,27 +50,32 @@ void os_outl(uint32_t value, uint16_t port) {
 }
 
 unsigned int os_sleep(unsigned int seconds) {
-    if (nashal_os_hooks.sleep) return nashal_os_hooks.sleep(seconds);
+    if (nashal_os_hooks.sleep)
+        return nashal_os_hooks.sleep(seconds);
     return sleep(seconds);
 }
 
 int os_usleep(useconds_t usec) {
-    if (nashal_os_hooks.usleep) return nashal_os_hooks.usleep(usec);
+    if (nashal_os_hooks.usleep)
+        return nashal_os_hooks.usleep(usec);
     return usleep(usec);
 }
 
 time_t os_time(time_t *out) {
-    if (nashal_os_hooks.time) return nashal_os_hooks.time(out);
+    if (nashal_os_hooks.time)
+        return nashal_os_hooks.time(out);
     return time(out);
 }
 
 int os_clock_gettime(clockid_t clock, struct timespec *ts) {
-    if (nashal_os_hooks.clock_gettime) return nashal_os_hooks.clock_gettime(clock, ts);
+    if (nashal_os_hooks.clock_gettime)
+        return nashal_os_hooks.clock_gettime(clock, ts);
     return clock_gettime(clock, ts);
 }
 
 int os_poll(struct pollfd *fds, nfds_t nfds, int timeout_ms) {
-    if (nashal_os_hooks.poll) return nashal_os_hooks.poll(fds, nfds, timeout_ms);
+    if (nashal_os_hooks.poll)
+        return nashal_os_hooks.poll(fds, nfds, timeout_ms);
     return poll(fds, nfds, timeout_ms);
 }
 

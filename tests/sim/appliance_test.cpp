@@ -20,9 +20,11 @@ namespace {
 std::string run(const std::string &cmd) {
     std::string out;
     FILE *p = popen(cmd.c_str(), "r");
-    if (!p) return out;
+    if (!p)
+        return out;
     char buf[256];
-    while (fgets(buf, sizeof buf, p)) out += buf;
+    while (fgets(buf, sizeof buf, p))
+        out += buf;
     pclose(p);
     return out;
 }
@@ -97,10 +99,12 @@ TEST(Appliance, ProcessesWithTheirOwnApplianceNeverShareSystemVObjects) {
         kid = fork();
         if (kid == 0) {
             Appliance app = Appliance::fresh();
-            if (!app.activate()) _exit(2);
+            if (!app.activate())
+                _exit(2);
             int id = semget(0x483, 1, IPC_CREAT | IPC_EXCL | 0666);
             char ok = id >= 0 ? 'y' : 'n';
-            if (write(pipefd[1], &ok, 1) != 1) _exit(3);
+            if (write(pipefd[1], &ok, 1) != 1)
+                _exit(3);
             sleep(1);  // hold the semaphore while the other child tries
             _exit(0);
         }
@@ -108,7 +112,8 @@ TEST(Appliance, ProcessesWithTheirOwnApplianceNeverShareSystemVObjects) {
     close(pipefd[1]);
     std::string answers;
     char c;
-    while (read(pipefd[0], &c, 1) == 1) answers += c;
+    while (read(pipefd[0], &c, 1) == 1)
+        answers += c;
     for (pid_t kid : kids) {
         int status = 0;
         waitpid(kid, &status, 0);

@@ -14,9 +14,10 @@ std::vector<std::string> names_in(const std::string &dir, const std::string &suf
     if (DIR *d = opendir(dir.c_str())) {
         while (dirent *e = readdir(d)) {
             std::string n = e->d_name;
-            if (n == "." || n == "..") continue;
-            if (!suffix.empty() &&
-                (n.size() < suffix.size() || n.compare(n.size() - suffix.size(), suffix.size(), suffix)))
+            if (n == "." || n == "..")
+                continue;
+            if (!suffix.empty() && (n.size() < suffix.size() ||
+                                    n.compare(n.size() - suffix.size(), suffix.size(), suffix)))
                 continue;
             out.push_back(n);
         }
@@ -28,7 +29,8 @@ std::vector<std::string> names_in(const std::string &dir, const std::string &suf
 
 std::string joined(const std::vector<std::string> &v) {
     std::string s;
-    for (const auto &x : v) s += (s.empty() ? "" : " ") + x;
+    for (const auto &x : v)
+        s += (s.empty() ? "" : " ") + x;
     return s.empty() ? "-" : s;
 }
 
@@ -36,7 +38,8 @@ std::string joined(const std::vector<std::string> &v) {
 
 HALCTL_COMMAND(cmd_appliance, "appliance", "",
                "show what the box holds: model files, SCSI generic nodes, block devices") {
-    if (!ctx.args.empty()) return halctl::usage_error(ctx, "appliance takes no arguments");
+    if (!ctx.args.empty())
+        return halctl::usage_error(ctx, "appliance takes no arguments");
     using halctl::Output;
     ctx.out.record({
         Output::text("config files", joined(names_in("/etc", ".conf"))),

@@ -18,7 +18,7 @@ constexpr int kUsage = 2;
 // Output in two forms. Human form: "key: value" lines for objects, aligned columns for lists of
 // records. JSON form: one object (or array) with the same keys.
 class Output {
-public:
+  public:
     explicit Output(bool json) : json_(json) {}
     bool json() const { return json_; }
 
@@ -44,7 +44,7 @@ public:
     // A message for people; in JSON form it becomes {"message": "..."}.
     void message(const std::string &text);
 
-private:
+  private:
     bool json_;
 };
 
@@ -80,10 +80,9 @@ std::string json_escape(const std::string &s);
 
 }  // namespace halctl
 
-#define HALCTL_COMMAND(ident, name, usage, help)                                          \
-    static int ident(halctl::Context &ctx);                                               \
-    static halctl::CommandRegistrar ident##_registrar(halctl::Command{name, usage, help, \
-                                                                      ident});           \
+#define HALCTL_COMMAND(ident, name, usage, help)                                                  \
+    static int ident(halctl::Context &ctx);                                                       \
+    static halctl::CommandRegistrar ident##_registrar(halctl::Command{name, usage, help, ident}); \
     static int ident(halctl::Context &ctx)
 
 #endif  // NASHAL_HALCTL_H

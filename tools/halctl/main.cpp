@@ -34,15 +34,19 @@ void print_usage(FILE *to) {
 CommandRegistrar::CommandRegistrar(const Command &c) {
     auto &r = registry();
     auto at = r.begin();
-    while (at != r.end() && std::strcmp(at->name, c.name) < 0) ++at;
+    while (at != r.end() && std::strcmp(at->name, c.name) < 0)
+        ++at;
     r.insert(at, c);
 }
 
-const std::vector<Command> &commands() { return registry(); }
+const std::vector<Command> &commands() {
+    return registry();
+}
 
 int usage_error(const Context &, const std::string &why) {
     fprintf(stderr, "halctl: %s\n", why.c_str());
-    if (running) fprintf(stderr, "usage: halctl %s %s\n", running->name, running->usage);
+    if (running)
+        fprintf(stderr, "usage: halctl %s %s\n", running->name, running->usage);
     return kUsage;
 }
 
@@ -88,7 +92,8 @@ int main(int argc, char **argv) {
     std::string name = argv[i++];
     const Command *cmd = nullptr;
     for (const auto &c : commands())
-        if (name == c.name) cmd = &c;
+        if (name == c.name)
+            cmd = &c;
     if (!cmd) {
         fprintf(stderr, "halctl: unknown command '%s'\n", name.c_str());
         print_usage(stderr);
@@ -99,7 +104,8 @@ int main(int argc, char **argv) {
     std::optional<nashal::sim::Appliance> appliance;
     if (!root.empty()) {
         appliance.emplace(nashal::sim::Appliance::open(root));
-        if (!appliance->activate()) return failure("can't enter the virtual appliance in " + root);
+        if (!appliance->activate())
+            return failure("can't enter the virtual appliance in " + root);
     }
     Output out(json);
     Context ctx{std::vector<std::string>(argv + i, argv + argc), out};

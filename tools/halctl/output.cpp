@@ -16,18 +16,26 @@ std::string json_escape(const std::string &s) {
     std::string out;
     for (unsigned char c : s) {
         switch (c) {
-        case '"': out += "\\\""; break;
-        case '\\': out += "\\\\"; break;
-        case '\n': out += "\\n"; break;
-        case '\t': out += "\\t"; break;
-        default:
-            if (c < 0x20) {
-                char buf[8];
-                snprintf(buf, sizeof buf, "\\u%04x", c);
-                out += buf;
-            } else {
-                out += static_cast<char>(c);
-            }
+            case '"':
+                out += "\\\"";
+                break;
+            case '\\':
+                out += "\\\\";
+                break;
+            case '\n':
+                out += "\\n";
+                break;
+            case '\t':
+                out += "\\t";
+                break;
+            default:
+                if (c < 0x20) {
+                    char buf[8];
+                    snprintf(buf, sizeof buf, "\\u%04x", c);
+                    out += buf;
+                } else {
+                    out += static_cast<char>(c);
+                }
         }
     }
     return out;
@@ -38,7 +46,8 @@ namespace {
 std::string json_record(const Output::Record &r) {
     std::string s = "{";
     for (size_t i = 0; i < r.size(); ++i) {
-        if (i) s += ", ";
+        if (i)
+            s += ", ";
         s += "\"" + json_escape(r[i].key) + "\": ";
         s += r[i].numeric ? r[i].value : "\"" + json_escape(r[i].value) + "\"";
     }
@@ -53,15 +62,17 @@ void Output::record(const Record &r) {
         return;
     }
     size_t width = 0;
-    for (const auto &f : r) width = std::max(width, f.key.size());
-    for (const auto &f : r) printf("%-*s  %s\n", static_cast<int>(width + 1), (f.key + ":").c_str(),
-                                   f.value.c_str());
+    for (const auto &f : r)
+        width = std::max(width, f.key.size());
+    for (const auto &f : r)
+        printf("%-*s  %s\n", static_cast<int>(width + 1), (f.key + ":").c_str(), f.value.c_str());
 }
 
 void Output::table(const std::vector<Record> &rows) {
     if (json_) {
         printf("[");
-        for (size_t i = 0; i < rows.size(); ++i) printf("%s%s", i ? ",\n " : "", json_record(rows[i]).c_str());
+        for (size_t i = 0; i < rows.size(); ++i)
+            printf("%s%s", i ? ",\n " : "", json_record(rows[i]).c_str());
         printf("]\n");
         return;
     }
@@ -70,7 +81,8 @@ void Output::table(const std::vector<Record> &rows) {
         return;
     }
     std::vector<size_t> width(rows[0].size(), 0);
-    for (size_t c = 0; c < rows[0].size(); ++c) width[c] = rows[0][c].key.size();
+    for (size_t c = 0; c < rows[0].size(); ++c)
+        width[c] = rows[0][c].key.size();
     for (const auto &r : rows)
         for (size_t c = 0; c < r.size() && c < width.size(); ++c)
             width[c] = std::max(width[c], r[c].value.size());
@@ -91,7 +103,8 @@ void Output::message(const std::string &text) {
 }
 
 bool parse_int(const std::string &text, long long &out) {
-    if (text.empty()) return false;
+    if (text.empty())
+        return false;
     char *end = nullptr;
     errno = 0;
     out = std::strtoll(text.c_str(), &end, 0);
