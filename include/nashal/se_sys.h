@@ -1,4 +1,16 @@
-/* The enclosure backend: se_sys_ operations and the hot-plug entries SE_Sys_*. */
+/* The enclosure backend: se_sys_ operations and the hot-plug entries SE_Sys_*.
+ *
+ * Every operation takes an enc_sys_id and finds the kind of enclosure by string comparison in a
+ * fixed order. enc_sys_id forms (at most 31 characters):
+ *   "root"          the main unit
+ *   "root_boot"     the boot device, as an enclosure of its own
+ *   "root_usb"      the chassis USB ports
+ *   "root_esata"    the eSATA ports (present while CAP_NO_ESATA is clear)
+ *   "root_cache"    the cache-disk bay (present with CAP_CACHE_ENCLOSURE)
+ *   "root_pcie_%d"  disks on the controller in PCIe slot %d, from 1 (CAP_PCIE_EXPANSION)
+ *   "sg%d"          a SAS expansion enclosure, named by its enclosure services node
+ *   "usb_" + name   a USB expansion enclosure or hub, name as in /sys/bus/usb/devices
+ *   "i2c-%d"        a Thunderbolt expansion enclosure, %d the I2C bus (above 99) */
 #ifndef NASHAL_SE_SYS_H
 #define NASHAL_SE_SYS_H
 
@@ -7,6 +19,70 @@
 #ifdef __cplusplus
 extern "C" {
 #endif
+
+/* The model files. */
+#define SE_MODEL_CONF_FILE "/etc/model.conf"
+#define SE_MODEL_EXT_CONF_FILE "/etc/model_ext.conf"
+#define SE_MODEL_JBOD_CONF_FILE "/etc/model_jbod.conf"
+#define SE_PLATFORM_CONF_FILE "/etc/platform.conf"
+
+/* Which enclosures exist now. Fills enc_sys_ids with texts the caller frees and returns how
+ * many were found; a result above max_count means not all fitted. */
+int se_sys_enumerate(char **enc_sys_ids, unsigned int max_count);
+/* What one enclosure is. Clears the record first; 0, or negative with the record undefined. */
+int se_sys_getinfo(const char *enc_sys_id, ENC_INFO *info);
+
+/* Hot-plug entries. */
+int SE_Sys_Attach(const char *enc_sys_id, int report_limit);
+int SE_Sys_Pre_Detach(const char *enc_sys_id);
+int SE_Sys_Detach(const char *enc_sys_id);
+/* 1 present, 0 absent, -1 error. */
+int SE_Sys_Exist(const char *enc_sys_id);
+
+/* Disks that hang on the controller of a PCIe slot's section (its "DEV_BUS"). */
+int get_pcie_port_max_disknum(const char *section);
+
+/* The name shown to the user, worked out from the model file and cached in
+ * /etc/platform.conf. "root" only; 0 or -1. */
+int se_sys_get_display_name(const char *enc_sys_id, char *buffer, int size);
+/* 1 for "root" when the memory in use has ECC, else 0. */
+int se_sys_check_ECC_memory_installed(const char *enc_sys_id);
+/* The model prefix kept on the boot disk, "root" only; 0 or -1. */
+int se_sys_get_model_prefix_name(const char *enc_sys_id, char *buffer, int size);
+
+/* Sensors and fans. */
+int se_sys_get_temp(const char *enc_sys_id, int temp_index, double *temperature);
+int se_sys_get_voltage(const char *enc_sys_id, int index);
+int se_sys_get_fan_speed(const char *enc_sys_id, int fan_index, int *speed, int *status);
+int se_sys_set_fan_speed(const char *enc_sys_id, int fan_index, int level);
+int se_sys_set_fan_pwm(const char *enc_sys_id, int fan_index, int pwm);
+
+/* LEDs, buzzer, display, power supplies. */
+int se_sys_set_status_led(const char *enc_sys_id, int colour, int enable);
+int se_sys_blink_status_led(const char *enc_sys_id, int colour, int enable);
+int se_sys_set_ident_led(const char *enc_sys_id, int enable);
+int se_sys_set_buzzer(const char *enc_sys_id, int mode);
+int se_sys_set_7_segment_led(const char *enc_sys_id, int value);
+int se_sys_get_power_supply_status(const char *enc_sys_id, int index, int *status);
+
+/* Identity. */
+int se_sys_get_board_sn(const char *enc_sys_id, char *buffer, int size);
+int se_sys_set_board_sn(const char *enc_sys_id, const char *serial);
+int se_sys_get_sas_addr(const char *enc_sys_id, char *buffer, int size);
+int se_sys_set_sas_addr(const char *enc_sys_id, const char *address);
+
+/* SAS expansion enclosures only. */
+int se_sys_get_nickname(const char *enc_sys_id, char *buffer, int size);
+int se_sys_set_nickname(const char *enc_sys_id, const char *name);
+int se_sys_get_connector_status(const char *enc_sys_id, uint32_t *status, int max);
+int se_sys_set_heartbeat(const char *enc_sys_id);
+int se_sys_set_reboot(const char *enc_sys_id);
+int se_sys_get_phy_link_state(const char *enc_sys_id, int direction, int *link_num, int *speed);
+
+/* Device nodes of the panel display and the controllers. */
+int se_sys_get_LCM_devname(const char *enc_sys_id, char *buffer, int size);
+int se_sys_get_PIC_devname(const char *enc_sys_id, char *buffer, int size);
+int se_sys_get_MCU_devname(const char *enc_sys_id, char *buffer, int size);
 
 #ifdef __cplusplus
 }
