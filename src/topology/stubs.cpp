@@ -1,0 +1,158 @@
+// Placeholder bodies while the topology services are written; each answers "failure".
+#include "nashal/comm_path.h"
+#include "nashal/comm_ses.h"
+
+extern "C" {
+
+int comm_sys_get_sdev_target_bus(const char *, char *) {
+    return -1;
+}
+
+int comm_sys_get_sdev_type(const char *) {
+    return -1;
+}
+
+int comm_sys_get_sdev_sysid(char *, char *) {
+    return -1;
+}
+
+int comm_sys_get_sg_name(const char *, char *) {
+    return -1;
+}
+
+int comm_sys_get_sg_path_info(const char *, char *, int) {
+    return -1;
+}
+
+int comm_sys_get_sysid_of_sas_enclosure(const char *, char *) {
+    return -1;
+}
+
+int comm_sys_get_sas_bus(char *, char **, char **) {
+    return -1;
+}
+
+int comm_sys_get_device_class(const char *, int *) {
+    return -1;
+}
+
+int comm_sys_get_pci_dev_path(int, int, int, int, char *, int) {
+    return -1;
+}
+
+int comm_sys_get_internal_dev_path(const char *, char *, int) {
+    return -1;
+}
+
+int comm_sys_get_path_from_c_dev_bus(int, const char *, char *, int) {
+    return -1;
+}
+
+int comm_sys_get_pci_bus(const char *, const char *, const char *, int, char *, int) {
+    return -1;
+}
+
+int comm_sys_get_num_pci_bus(const char *, const char *, int, int, int, char *, int) {
+    return -1;
+}
+
+int comm_sys_get_pair_bus_switch(char *, int) {
+    return -1;
+}
+
+int comm_sys_assemble_dev_bus_from_path(const char *, int *, char *, int, char *, int) {
+    return -1;
+}
+
+int comm_sys_get_usb_layer(const char *) {
+    return -1;
+}
+
+int comm_sys_get_usb_port(const char *) {
+    return -1;
+}
+
+int comm_sys_get_usb_attribute(const char *, const char *, char *, int) {
+    return -1;
+}
+
+int comm_sys_get_root_usb_port_id(int, const char *, const char *, int, int, int, int *) {
+    return -1;
+}
+
+int comm_sys_search_partial_filename(const char *, const char *, char *, int) {
+    return -1;
+}
+
+int comm_sys_get_num_behind_string(const char *, const char *) {
+    return -1;
+}
+
+int common_sys_transfer_pd_link_speed(int, const char *) {
+    return -1;
+}
+
+int comm_sys_read_from_popen(const char *, char *, int) {
+    return -1;
+}
+
+int comm_sys_get_ses_enc_conf(const char *, uint32_t (*)[2], int) {
+    return -1;
+}
+
+int comm_sys_get_ses_enc_status(const char *, unsigned char *, int) {
+    return -1;
+}
+
+int comm_sys_get_ses_control_element_offset(uint32_t, int, const uint32_t (*)[2], int, int *) {
+    return -1;
+}
+
+int comm_sys_send_ses_enc_control(const char *, const unsigned char *, int) {
+    return -1;
+}
+
+int comm_sys_get_sas_inquiry_resp(const char *, char *, int) {
+    return -1;
+}
+
+int comm_sys_parse_sas_vendor_model(const char *, char *, char *) {
+    return -1;
+}
+
+int comm_sys_get_sas_target_port_address(const char *, unsigned char *) {
+    return -1;
+}
+
+int comm_sys_get_sas_serial_resp(const char *, char *) {
+    return -1;
+}
+
+int comm_sys_remove_prefix_postfix_space(char *, int) {
+    return -1;
+}
+
+int comm_sys_check_is_sas_expander(const char *) {
+    return -1;
+}
+
+int comm_sys_check_sas_expander_sanity(const char *) {
+    return -1;
+}
+
+int comm_sys_get_sas_expander_parent_sysid(const char *, char *) {
+    return -1;
+}
+
+int comm_sys_check_usb_expander_type(const char *, int *) {
+    return -1;
+}
+
+int comm_sys_get_real_enc_sys_id(char *) {
+    return -1;
+}
+
+int se_sys_get_real_enc_sys_id(const char *, char *, int) {
+    return -1;
+}
+}
