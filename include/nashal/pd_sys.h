@@ -8,6 +8,120 @@
 extern "C" {
 #endif
 
+/* Capability bits of PD_INFO.capabilities. */
+#define PD_CAP_WWN 0x1u
+#define PD_CAP_SMART 0x2u
+#define PD_CAP_SELF_TEST 0x4u
+#define PD_CAP_SSD 0x8u
+#define PD_CAP_SERIAL 0x10u
+#define PD_CAP_BOOT 0x20u
+#define PD_CAP_STANDBY 0x40u
+#define PD_CAP_NO_DISK 0x80u
+#define PD_CAP_ERC 0x100u
+#define PD_CAP_TRIM 0x200u
+#define PD_CAP_CACHEABLE 0x400u
+
+/* One physical disk as the backend sees it. Owned and cleared by the caller. */
+typedef struct PD_INFO {
+    int32_t port_id;
+    char pd_sys_id[32];
+    char enc_sys_id[32];
+    char pd_sys_name[32];
+    char pd_ctrl_name[32];
+    char pd_bus_name[32];
+    unsigned char wwn[33];
+    int32_t type;
+    int32_t speed;
+    int32_t max_speed;
+    char read_speed[32];
+    char vendor[32];
+    char model[41];
+    char serial_no[33];
+    char revision[16];
+    uint32_t protocol_version;
+    int32_t status;
+    uint32_t capabilities;
+    uint32_t sector_size;
+    uint64_t capacity;
+} PD_INFO;
+
+/* ---- Enumeration of the disks of an enclosure ---- */
+
+/* Fills list (list_size text pointers) with fresh heap copies of the pd_sys_ids of the disks of
+ * enc_sys_id; the caller frees each. Returns the number of disks, which may exceed list_size
+ * (only list_size entries are stored then). Tells udev the enclosure of each disk stored. */
+int pd_sys_enumerate(const char *enc_sys_id, char **pd_sys_id_list, int list_size);
+
+/* The root family: "root", "root_esata", "root_cache", "root_boot", "root_usb", "root_pcie_%d". */
+int enumerate_pd_in_root_enclosure(const char *enc_sys_id, char **list, int list_size);
+
+/* Expansion enclosures (USB, SAS, Thunderbolt): the disks of one expander. */
+int enumerate_pd_in_usb_expander(const char *enc_sys_id, char **list, int list_size);
+int enumerate_pd_in_sas_expander(const char *enc_sys_id, char **list, int list_size);
+int enumerate_pd_in_thunderbolt_expander(const char *enc_sys_id, char **list, int list_size);
+
+/* One slot: 0 and "sg%d" in sys_id_out (at least 32 bytes) when a disk sits there, else -1.
+ * bridge_bus may be null; pci_switch_port -1 means no switch. */
+int lookup_disk_in_root(int dev_domain, const char *dev_bus, const char *bridge_bus, int dev_port,
+                        int pci_switch_port, char *sys_id_out);
+
+/* One eSATA port, every disk behind a port multiplier. Returns the number found, which may
+ * exceed room; -1 if the controller has no path. */
+int lookup_disk_in_root_esata(int dev_domain, const char *dev_bus, int dev_port, char **list,
+                              int room);
+
+/* One USB port of the board, every disk LUN behind it. in_hub is the number of hubs on the board
+ * in front of the port (0, 1 or 2); max_usb_speed 0 means any speed, 4 exactly SuperSpeed,
+ * otherwise at most that speed code. Returns the number found, which may exceed room. */
+int lookup_disk_in_root_usb_hub(int dev_domain, const char *dev_bus, const char *bridge_bus,
+                                int usb_port, int in_hub, int pci_switch_port, int max_usb_speed,
+                                char **list, int room);
+
+/* The SCSI host (and target, when target_out is given) of port on the controller directory
+ * path: with one host per port, host = lowest + port and target -1; with one host for all
+ * ports, host = that host and target = port. 0 or negative. */
+int get_sdev_host(const char *path, int port, int *host_out, int *target_out);
+
+/* Counts the "host%d" entries of path and gives the lowest number. 0 or -1. */
+int __get_sdev_host(const char *path, int *lowest_host_out, int *host_count_out);
+
+/* Drive type code of a "DISK_DRV_TYPE" text, any case: USB 1, ATA 2, SCSI 3, SAS 4, FLASH 5,
+ * anything else 0. */
+int get_disk_drv_type(const char *text);
+
+/* Host, channel, target, lun from the link text of a SCSI device. 0 or -1. */
+int get_scsi_address(const char *link_text, int *host, int *channel, int *target, int *lun);
+
+/* ---- Slot and enclosure of a known disk ---- */
+
+/* The physical port (and the PCI switch port, when there is one) of a disk. 0 or -1. */
+int get_physical_drive_port(const char *pd_sys_id, int *physical_port_out,
+                            int *pci_switch_port_out);
+
+/* The slot of a disk in enc_sys_id, stored in pd_info->port_id (-1 behind a port multiplier).
+ * 0 or -1. */
+int get_pd_port_id(const char *enc_sys_id, const char *pd_sys_id, int physical_port,
+                   int pci_switch_port, PD_INFO *pd_info);
+
+/* 1 if the disk of "root_esata" sits behind a port multiplier, else 0. */
+int disk_is_in_esata_port_multiplier(const char *enc_sys_id, const char *pd_sys_id);
+
+/* 0 (and the slot in slot_out, when given) if the USB place is a boot disk port, else -1. */
+int check_usb_in_boot_enclosure(const char *dev_bus, const char *bridge_bus, int usb_layer,
+                                int usb_port, int link_speed, int *slot_out);
+
+/* Slot match of a bus text and port in the system, eSATA and cache enclosures: 0 or -1. */
+int disk_in_system_enclosure(const char *dev_bus, int dev_port, int pci_switch_port);
+int disk_in_esata_enclosure(const char *dev_bus, int dev_port);
+int disk_in_cache_enclosure(const char *dev_bus, int dev_port);
+
+/* The enclosure of a disk, into enc_sys_id_out (32 bytes). 0 decided, -1 failure, -2 the disk is
+ * on an expander of the appliance itself and no slot lists it. */
+int PD_Sys_Get_SE_Sys_Id(const char *pd_sys_id, char *enc_sys_id_out);
+
+/* "/dev/sdX" of an sg device, waiting up to 30 seconds for the block device. 0 or -1. */
+int get_sd_name(const char *pd_sys_id, char *name_out, int name_size);
+
 #ifdef __cplusplus
 }
 #endif
