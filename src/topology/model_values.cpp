@@ -1,0 +1,243 @@
+// Parsers of the short texts a model file uses to say where a feature lives. They take fields
+// apart by the characters the file format promises ("B", "D", "F", "I", "P", ":", ","), read the
+// numbers as strtol would, and know nothing about what the numbers mean.
+#include "nashal/comm_model.h"
+
+#include <cerrno>
+#include <climits>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "foundation/text.h"
+#include "nashal/hal_trace.h"
+#include "nashal/ini_conf.h"
+
+namespace {
+
+// A number as strtol reads it from `text` (stopping at the first character that is not part of
+// it), clamped to 32 bits so that an over-long run of digits can't wrap into a plausible value.
+int32_t read_number(const char *text, int base) {
+    errno = 0;
+    long v = std::strtol(text, nullptr, base);
+    if (v > INT32_MAX)
+        return INT32_MAX;
+    if (v < INT32_MIN)
+        return INT32_MIN;
+    return static_cast<int32_t>(v);
+}
+
+int32_t read_dec(const char *text) {
+    return read_number(text, 10);
+}
+
+int32_t read_hex(const char *text) {
+    return read_number(text, 16);
+}
+
+}  // namespace
+
+extern "C" {
+
+int comm_sys_parse_c_dev_bus(const char *value, int32_t *bus, int32_t *device, int32_t *function) {
+    if (!value || !device || !function)
+        return -1;
+    // The fields end at ":" and strtol stops there by itself, so the value needs no cutting and
+    // stays exactly as the caller gave it.
+    const char *rest = value;
+    if (const char *b = std::strchr(value, 'B')) {
+        const char *colon = std::strchr(b, ':');
+        if (!colon)
+            return -1;
+        if (bus)
+            *bus = read_dec(b + 1);
+        rest = colon + 1;
+    } else if (bus) {
+        *bus = 0;
+    }
+    const char *d = std::strchr(rest, 'D');
+    if (!d)
+        return -1;
+    const char *colon = std::strchr(d, ':');
+    if (!colon)
+        return -1;
+    *device = read_dec(d + 1);
+    const char *f = std::strchr(colon + 1, 'F');
+    if (!f)
+        return -1;
+    *function = read_dec(f + 1);
+    return 0;
+}
+
+int comm_sys_parse_c_internal_driver(const char *value, char *name, int size) {
+    if (!value)
+        return -1;
+    const char *b = std::strchr(value, 'B');
+    if (!b)
+        return -1;
+    const char *colon = std::strchr(b, ':');
+    if (!colon)
+        return -1;
+    if (read_dec(b + 1) != -1)
+        return -1;
+    if (name && size > 0)
+        nashal::hal_copy(name, static_cast<size_t>(size), colon + 1);
+    return 0;
+}
+
+int comm_sys_parse_c_gpio(const char *value, int32_t *index, int32_t *bit) {
+    if (!value || !index)
+        return -1;
+    // The "I" is searched from the first ":" on, so that an I in the method word can't match.
+    const char *colon = std::strchr(value, ':');
+    if (!colon)
+        return -1;
+    const char *i = std::strchr(colon, 'I');
+    if (!i)
+        return -1;
+    const char *after_index = std::strchr(i, ':');
+    if (!after_index) {
+        *index = read_hex(i + 1);
+        return 0;
+    }
+    *index = read_hex(i + 1);
+    const char *rest = after_index + 1;
+    if (const char *b = std::strchr(rest, 'B')) {
+        const char *after_bit = std::strchr(b, ':');
+        // A caller without a bit must not be given a "B" field; if it is, the bit is dropped
+        // rather than written through a null pointer.
+        if (bit)
+            *bit = read_hex(b + 1);
+        if (!after_bit)
+            return 0;
+        rest = after_bit + 1;
+    }
+    return std::strchr(rest, 'P') ? 1 : 0;
+}
+
+int comm_sys_parse_c_i2c(const char *value, int32_t *address) {
+    if (!value || !address)
+        return -1;
+    const char *colon = std::strchr(value, ':');
+    if (!colon)
+        return -1;
+    *address = read_hex(colon + 1);
+    return 0;
+}
+
+namespace {
+
+// Cuts `text` at its next ":" and returns what follows, or null when there is none.
+char *cut_at_colon(char *text) {
+    char *colon = std::strchr(text, ':');
+    if (!colon)
+        return nullptr;
+    *colon = '\0';
+    return colon + 1;
+}
+
+}  // namespace
+
+int comm_sys_parse_c_i2c_start_stop(char *value, int32_t *address, int32_t *start, int32_t *stop) {
+    if (!value || !address || !start || !stop)
+        return -1;
+    char *addr = cut_at_colon(value);
+    if (!addr)
+        return -1;
+    char *start_text = cut_at_colon(addr);
+    if (!start_text)
+        return -1;
+    char *stop_text = cut_at_colon(start_text);
+    if (!stop_text)
+        return -1;
+    *address = read_hex(addr);
+    *start = read_hex(start_text);
+    *stop = read_hex(stop_text);
+    return 0;
+}
+
+int comm_sys_parse_c_i2c_index(char *value, int32_t *address, int32_t *index) {
+    if (!value || !address || !index)
+        return -1;
+    char *addr = cut_at_colon(value);
+    if (!addr)
+        return -1;
+    char *index_field = cut_at_colon(addr);
+    if (!index_field)
+        return -1;
+    char *i = std::strchr(index_field, 'I');
+    if (!i)
+        return -1;
+    *address = read_hex(addr);
+    *index = read_hex(i + 1);
+    return 0;
+}
+
+int comm_sys_parse_c_i2c_index_write(char *value, int32_t *address, int32_t *index, int32_t *data) {
+    if (!value || !address || !index || !data)
+        return -1;
+    char *addr = cut_at_colon(value);
+    if (!addr)
+        return -1;
+    char *index_field = cut_at_colon(addr);
+    if (!index_field)
+        return -1;
+    char *data_text = cut_at_colon(index_field);
+    if (!data_text)
+        return -1;
+    char *i = std::strchr(index_field, 'I');
+    if (!i)
+        return -1;
+    *address = read_hex(addr);
+    *index = read_hex(i + 1);
+    *data = read_hex(data_text);
+    return 0;
+}
+
+int comm_sys_get_each_usb_port(char *list) {
+    if (!list || list[0] == '\0')
+        return 0;
+    int32_t port = read_dec(list);
+    if (char *comma = std::strchr(list, ',')) {
+        std::memmove(list, comma + 1, std::strlen(comma + 1) + 1);
+    } else {
+        list[0] = '\0';
+    }
+    return port;
+}
+
+const char *common_sys_get_thunderbolt_conf(const char *enc_sys_id) {
+    if (enc_sys_id && std::strncmp(enc_sys_id, "i2c", 3) == 0)
+        return COMM_MODEL_JBOD_CONF;
+    ERR_TRACE(HAL_TRACE_ERROR, "%s(%d): ERROR at enc_sys_id %s\n", __func__, __LINE__,
+              enc_sys_id ? enc_sys_id : "(null)");
+    return nullptr;
+}
+
+int common_sys_get_thunderbolt_i2c_num(const char *enc_sys_id) {
+    // The number stands behind a four-character prefix; a shorter id has none, and reading at
+    // the fifth character would run past its end.
+    if (!enc_sys_id || strnlen(enc_sys_id, 4) < 4)
+        return -1;
+    return read_dec(enc_sys_id + 4);
+}
+
+int comm_sys_get_c_ext_enclosure_string(int type, const char *key, char *value, int size) {
+    char section[HAL_NAME_LEN];
+    std::snprintf(section, sizeof(section), "External Type %d", type);
+    if (Ini_Conf_Get_Field(COMM_MODEL_EXT_CONF, section, key, value, size) < 0)
+        return -1;
+    return 0;
+}
+
+int comm_sys_get_c_ext_enclosure_integer(int type, const char *key, int32_t *value,
+                                         int hexadecimal) {
+    char section[HAL_NAME_LEN];
+    std::snprintf(section, sizeof(section), "External Type %d", type);
+    if (Ini_Conf_Get_Field_Int(COMM_MODEL_EXT_CONF, section, key, value,
+                               hexadecimal ? INI_CONF_HEX : INI_CONF_DEC) < 0)
+        return -1;
+    return 0;
+}
+
+}  // extern "C"
