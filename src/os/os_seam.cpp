@@ -86,4 +86,10 @@ int os_select(int nfds, fd_set *readfds, fd_set *writefds, fd_set *exceptfds,
     return select(nfds, readfds, writefds, exceptfds, timeout);
 }
 
+int os_sysinfo(struct sysinfo *info) {
+    if (nashal_os_hooks.sysinfo)
+        return nashal_os_hooks.sysinfo(info);
+    return sysinfo(info);
+}
+
 }  // extern "C"

@@ -9,6 +9,7 @@
 #include <poll.h>
 #include <stdint.h>
 #include <sys/select.h>
+#include <sys/sysinfo.h>
 #include <sys/types.h>
 #include <time.h>
 
@@ -31,6 +32,7 @@ struct nashal_os_hooks {
     int (*poll)(struct pollfd *fds, nfds_t nfds, int timeout_ms);
     int (*select)(int nfds, fd_set *readfds, fd_set *writefds, fd_set *exceptfds,
                   struct timeval *timeout);
+    int (*sysinfo)(struct sysinfo *info);
 };
 
 /* The process-wide hook table; all members null on a real machine. */
@@ -49,6 +51,8 @@ int os_clock_gettime(clockid_t clock, struct timespec *ts);
 int os_poll(struct pollfd *fds, nfds_t nfds, int timeout_ms);
 int os_select(int nfds, fd_set *readfds, fd_set *writefds, fd_set *exceptfds,
               struct timeval *timeout);
+/* Machine facts a directory tree can't hold: the memory size. */
+int os_sysinfo(struct sysinfo *info);
 
 #ifdef __cplusplus
 }
