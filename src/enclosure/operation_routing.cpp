@@ -1,0 +1,279 @@
+// The routing of every other backend operation: each tests the enc_sys_id against the kinds in
+// its own fixed order, and the first kind that matches serves the call. Kinds that are built by
+// other modules reach them through not_built_yet until they land.
+#include <cstring>
+
+#include "enclosure/enclosure_kinds.h"
+#include "enclosure/model_file.h"
+#include "enclosure/pending_kinds.h"
+#include "nashal/hal_trace.h"
+#include "nashal/se_sys.h"
+
+using namespace nashal::enclosure;
+
+namespace {
+
+#define NOT_IMPLEMENTED(id)                                                                    \
+    (ERR_TRACE(HAL_TRACE_WARN, "%s(%d): enc_sys_id = %s not implement.\n", __func__, __LINE__, \
+               (id) ? (id) : "(null)"),                                                        \
+     -1)
+
+// "LCM_DEV", "PIC_DEV", "MCU_DEV" of the main unit.
+int root_devname(const char *key, char *buffer, int size) {
+    if (!buffer || size <= 0)
+        return -1;
+    return model_text(kSystemEnclosure, key, buffer, size) > 0 ? 0 : -1;
+}
+
+}  // namespace
+
+extern "C" int se_sys_get_temp(const char *id, int temp_index, double *temperature) {
+    if (temperature)
+        *temperature = 0;
+    if (is(id, "root"))
+        return not_built_yet(__func__, id, "root sensors");
+    if (is_sas(id))
+        return not_built_yet(__func__, id, "SAS expander sensors");
+    if (has_prefix(id, "usb_"))
+        return not_built_yet(__func__, id, "USB expander sensors");
+    if (has_prefix(id, "i2c"))
+        return not_built_yet(__func__, id, "Thunderbolt sensors");
+    (void)temp_index;
+    return NOT_IMPLEMENTED(id);
+}
+
+extern "C" int se_sys_get_voltage(const char *id, int index) {
+    ERR_TRACE(HAL_TRACE_ERROR, "%s(%d): got called,enc_sys_id = %s, index = %d, NOT implement\n",
+              __func__, __LINE__, id ? id : "(null)", index);
+    return -1;
+}
+
+extern "C" int se_sys_get_fan_speed(const char *id, int fan_index, int *speed, int *status) {
+    if (speed)
+        *speed = 0;
+    if (status)
+        *status = 0;
+    (void)fan_index;
+    if (is(id, "root"))
+        return not_built_yet(__func__, id, "root fans");
+    if (is_sas(id))
+        return not_built_yet(__func__, id, "SAS expander fans");
+    if (has_prefix(id, "usb_"))
+        return not_built_yet(__func__, id, "USB expander fans");
+    if (has_prefix(id, "i2c"))
+        return not_built_yet(__func__, id, "Thunderbolt fans");
+    return NOT_IMPLEMENTED(id);
+}
+
+extern "C" int se_sys_set_fan_speed(const char *id, int fan_index, int level) {
+    (void)fan_index;
+    if (level >= 8)
+        return -1;
+    if (is(id, "root"))
+        return not_built_yet(__func__, id, "root fans");
+    if (is_sas(id))
+        return not_built_yet(__func__, id, "SAS expander fans");
+    if (has_prefix(id, "usb_"))
+        return not_built_yet(__func__, id, "USB expander fans");
+    if (has_prefix(id, "i2c"))
+        return not_built_yet(__func__, id, "Thunderbolt fans");
+    ERR_TRACE(HAL_TRACE_WARN, "%s(%d):NOT implement\n", __func__, __LINE__);
+    return -1;
+}
+
+extern "C" int se_sys_set_fan_pwm(const char *id, int fan_index, int pwm) {
+    (void)fan_index;
+    (void)pwm;
+    if (is(id, "root"))
+        return not_built_yet(__func__, id, "root fans");
+    if (has_prefix(id, "i2c"))
+        return not_built_yet(__func__, id, "Thunderbolt fans");
+    ERR_TRACE(HAL_TRACE_WARN, "%s(%d):NOT implement\n", __func__, __LINE__);
+    return -1;
+}
+
+extern "C" int se_sys_set_status_led(const char *id, int colour, int enable) {
+    (void)colour;
+    (void)enable;
+    if (is(id, "root"))
+        return not_built_yet(__func__, id, "root status LED");
+    if (has_prefix(id, "usb_"))
+        return not_built_yet(__func__, id, "USB expander status LED");
+    if (has_prefix(id, "i2c"))
+        return not_built_yet(__func__, id, "Thunderbolt status LED");
+    return NOT_IMPLEMENTED(id);
+}
+
+extern "C" int se_sys_blink_status_led(const char *id, int colour, int enable) {
+    (void)colour;
+    (void)enable;
+    if (is(id, "root"))
+        return not_built_yet(__func__, id, "root status LED");
+    if (has_prefix(id, "usb_"))
+        return not_built_yet(__func__, id, "USB expander status LED");
+    if (has_prefix(id, "i2c"))
+        return not_built_yet(__func__, id, "Thunderbolt status LED");
+    return NOT_IMPLEMENTED(id);
+}
+
+extern "C" int se_sys_set_ident_led(const char *id, int enable) {
+    (void)enable;
+    if (is(id, "root"))
+        return not_built_yet(__func__, id, "root locate LED");
+    if (has_prefix(id, "usb"))
+        return not_built_yet(__func__, id, "USB expander locate LED");
+    if (is_sas(id))
+        return not_built_yet(__func__, id, "SAS expander locate LED");
+    if (has_prefix(id, "i2c"))
+        return not_built_yet(__func__, id, "Thunderbolt locate LED");
+    ERR_TRACE(HAL_TRACE_WARN, "%s(%d): NOT implement.\n", __func__, __LINE__);
+    return -1;
+}
+
+extern "C" int se_sys_set_buzzer(const char *id, int mode) {
+    (void)mode;
+    if (is(id, "root"))
+        return not_built_yet(__func__, id, "root buzzer");
+    if (has_prefix(id, "usb_"))
+        return not_built_yet(__func__, id, "USB expander buzzer");
+    return NOT_IMPLEMENTED(id);
+}
+
+extern "C" int se_sys_set_7_segment_led(const char *id, int value) {
+    if (is_sas(id)) {
+        if (value < 0 || value > 99)
+            return -1;
+        return not_built_yet(__func__, id, "SAS expander display");
+    }
+    if (has_prefix(id, "i2c")) {
+        if (value < 0 || value > 9)
+            return -1;
+        return not_built_yet(__func__, id, "Thunderbolt display");
+    }
+    ERR_TRACE(HAL_TRACE_WARN, "%s(%d): Not implemented\n", __func__, __LINE__);
+    return -1;
+}
+
+extern "C" int se_sys_get_power_supply_status(const char *id, int index, int *status) {
+    (void)status;
+    if (index != 1 && index != 2)
+        return -1;
+    if (is(id, "root"))
+        return not_built_yet(__func__, id, "root power supplies");
+    if (has_prefix(id, "usb"))
+        return not_built_yet(__func__, id, "USB expander power supplies");
+    // Anything else is taken to be a SAS enclosure, without asking.
+    return not_built_yet(__func__, id, "SAS expander power supplies");
+}
+
+extern "C" int se_sys_get_board_sn(const char *id, char *buffer, int size) {
+    if (is(id, "root"))
+        return root_get_board_sn(buffer, size);
+    if (has_prefix(id, "usb_"))
+        return usb_expander_get_sn(id, buffer, size);
+    if (is_sas(id))
+        return not_built_yet(__func__, id, "SAS expander serial number");
+    return NOT_IMPLEMENTED(id);
+}
+
+extern "C" int se_sys_set_board_sn(const char *id, const char *serial) {
+    (void)serial;
+    if (is(id, "root"))
+        return not_built_yet(__func__, id, "board serial number");
+    if (has_prefix(id, "usb_"))
+        return not_built_yet(__func__, id, "USB expander serial number");
+    return -1;
+}
+
+extern "C" int se_sys_get_sas_addr(const char *id, char *buffer, int size) {
+    (void)buffer;
+    (void)size;
+    if (is(id, "root"))
+        return not_built_yet(__func__, id, "internal SAS address");
+    if (is_sas(id))
+        return not_built_yet(__func__, id, "SAS expander address");
+    return NOT_IMPLEMENTED(id);
+}
+
+extern "C" int se_sys_set_sas_addr(const char *id, const char *address) {
+    (void)address;
+    if (is(id, "root"))
+        return not_built_yet(__func__, id, "internal SAS address");
+    if (is_sas(id))
+        return not_built_yet(__func__, id, "SAS expander address");
+    return NOT_IMPLEMENTED(id);
+}
+
+extern "C" int se_sys_get_nickname(const char *id, char *buffer, int size) {
+    (void)buffer;
+    (void)size;
+    if (!is_sas(id))
+        return -1;
+    return not_built_yet(__func__, id, "SAS expander nickname");
+}
+
+extern "C" int se_sys_set_nickname(const char *id, const char *name) {
+    if (!name || name[0] == '\0' || strlen(name) >= 33)
+        return -1;
+    if (!is_sas(id))
+        return NOT_IMPLEMENTED(id);
+    return not_built_yet(__func__, id, "SAS expander nickname");
+}
+
+extern "C" int se_sys_get_connector_status(const char *id, uint32_t *status, int max) {
+    (void)status;
+    (void)max;
+    if (!is_sas(id))
+        return NOT_IMPLEMENTED(id);
+    return not_built_yet(__func__, id, "SAS expander connectors");
+}
+
+extern "C" int se_sys_set_heartbeat(const char *id) {
+    if (!is_sas(id))
+        return -1;
+    return not_built_yet(__func__, id, "SAS expander heartbeat");
+}
+
+extern "C" int se_sys_set_reboot(const char *id) {
+    if (!is_sas(id))
+        return -1;
+    return not_built_yet(__func__, id, "SAS expander reboot");
+}
+
+extern "C" int se_sys_get_phy_link_state(const char *id, int direction, int *link_num, int *speed) {
+    (void)direction;
+    (void)link_num;
+    (void)speed;
+    if (!is_sas(id))
+        return -1;
+    return not_built_yet(__func__, id, "SAS expander link state");
+}
+
+extern "C" int se_sys_get_LCM_devname(const char *id, char *buffer, int size) {
+    if (has_prefix(id, "usb")) {
+        if (!strstr(id, "usb_"))
+            return -1;
+        return not_built_yet(__func__, id, "USB expander panel display");
+    }
+    if (is(id, "root"))
+        return root_devname("LCM_DEV", buffer, size);
+    return NOT_IMPLEMENTED(id);
+}
+
+extern "C" int se_sys_get_PIC_devname(const char *id, char *buffer, int size) {
+    if (is(id, "root"))
+        return root_devname("PIC_DEV", buffer, size);
+    if (has_prefix(id, "usb"))
+        return not_built_yet(__func__, id, "USB expander controller");
+    ERR_TRACE(HAL_TRACE_WARN, "%s(%d): System Error\n", __func__, __LINE__);
+    return -1;
+}
+
+extern "C" int se_sys_get_MCU_devname(const char *id, char *buffer, int size) {
+    if (is(id, "root"))
+        return root_devname("MCU_DEV", buffer, size);
+    if (has_prefix(id, "usb"))
+        return not_built_yet(__func__, id, "USB expander controller");
+    ERR_TRACE(HAL_TRACE_WARN, "%s(%d): System Error\n", __func__, __LINE__);
+    return -1;
+}

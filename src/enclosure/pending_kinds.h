@@ -1,0 +1,32 @@
+// Kinds of enclosure and board routes that the backend dispatches to but that are built
+// elsewhere (SAS, USB and Thunderbolt expanders, PCIe slot enumeration, controller monitors,
+// board serial numbers). Each stand-in in pending_kinds.cpp finds nothing or fails with -1 and a
+// trace; the change that builds a kind replaces its functions here.
+#ifndef NASHAL_ENCLOSURE_PENDING_KINDS_H
+#define NASHAL_ENCLOSURE_PENDING_KINDS_H
+
+#include "nashal/hal_types.h"
+
+extern "C" {
+int sas_expander_enumerate(char **enc_sys_ids, unsigned int max_count);
+int usb_expander_enumerate(char **enc_sys_ids, unsigned int max_count);
+int pcie_disk_enumerate(int slot, char **enc_sys_ids, unsigned int max_count);
+int thunderbolt_expander_enumerate(char **enc_sys_ids, unsigned int max_count);
+
+int sas_expander_getinfo(const char *enc_sys_id, ENC_INFO *info);
+int usb_expander_getinfo(const char *enc_sys_id, ENC_INFO *info);
+int thunderbolt_expander_getinfo(const char *enc_sys_id, ENC_INFO *info);
+
+int pic_sys_start_monitor(const char *enc_sys_id, int flag);
+int mcu_sys_start_monitor(const char *enc_sys_id, int flag);
+
+int root_get_board_sn(char *buffer, int size);
+int usb_expander_get_sn(const char *enc_sys_id, char *buffer, int size);
+}
+
+namespace nashal::enclosure {
+// The trace of a branch whose kind is not built yet; returns -1.
+int not_built_yet(const char *who, const char *enc_sys_id, const char *branch);
+}  // namespace nashal::enclosure
+
+#endif  // NASHAL_ENCLOSURE_PENDING_KINDS_H

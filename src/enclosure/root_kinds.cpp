@@ -1,0 +1,140 @@
+// The enclosures of the main unit: "root" and its sub-enclosures, described from the model
+// file. A key that is missing leaves its field 0 or empty; these readers never fail.
+#include <dirent.h>
+
+#include <cstdio>
+#include <cstring>
+
+#include "enclosure/enclosure_kinds.h"
+#include "enclosure/model_file.h"
+#include "enclosure/pending_kinds.h"
+#include "foundation/raii.h"
+#include "foundation/text.h"
+#include "nashal/comm_path.h"
+#include "nashal/hal_trace.h"
+#include "nashal/se_sys.h"
+
+namespace nashal::enclosure {
+
+namespace {
+
+void common_fields(ENC_INFO *info, const char *own) {
+    info->enc_id = -1;
+    hal_copy(info->enc_parent_sys_id, "root");
+    hal_copy(info->enc_sys_id, own);
+}
+
+// Vendor, model and slot count of a plain sub-enclosure section.
+void vendor_model_disks(ENC_INFO *info, const char *section, const char *count_key) {
+    model_text(section, "VENDOR", info->vendor, sizeof info->vendor);
+    model_text(section, "MODEL", info->model, sizeof info->model);
+    info->max_disk_num = model_int(section, count_key, INI_CONF_DEC);
+}
+
+}  // namespace
+
+// Bits 1 to max_disk_num; bit 0 is never a cache slot. A shift of 32 or more counts as 0, so 31
+// slots give 0xFFFFFFFE and a count of -1 (a slot that couldn't be looked at) gives all ones.
+uint32_t all_slots_bitmap(int max_disk_num) {
+    long shift = static_cast<long>(max_disk_num) + 1;
+    uint32_t base = (shift >= 0 && shift < 32) ? (1u << shift) : 0u;
+    return base - 2u;
+}
+
+int root_get_info(ENC_INFO *info) {
+    common_fields(info, "root");
+    model_text(kSystemEnclosure, "VENDOR", info->vendor, sizeof info->vendor);
+    se_sys_get_display_name("root", info->model, sizeof info->model);
+    info->capability = root_capability() | CAP_INTERNAL;
+    info->protocol = ENC_PROTOCOL_ROOT;
+    info->max_disk_num = model_int(kSystemEnclosure, "MAX_DISK_NUM", INI_CONF_DEC);
+    info->max_fan_num = model_int(kSystemEnclosure, "MAX_FAN_NUM", INI_CONF_DEC);
+    info->max_temp_num = model_int(kSystemEnclosure, "MAX_TEMP_NUM", INI_CONF_DEC);
+    info->max_pcie_num = model_int(kSystemEnclosure, "MAX_PCIE_SLOT", INI_CONF_DEC);
+    info->max_nic_num = model_int(kSystemEnclosure, "INTERNAL_NET_PORT_NUM", INI_CONF_DEC);
+    info->ss_max_channels = model_int(kSystemEnclosure, "SS_MAX_CHANNELS", INI_CONF_DEC);
+    info->ss_free_channels = model_int(kSystemEnclosure, "SS_FREE_CHANNELS", INI_CONF_DEC);
+    info->cache_port_bitmap = static_cast<uint32_t>(
+        model_int(kSystemEnclosure, "SYSTEM_DISK_CACHEABLE_BITMAP", INI_CONF_HEX));
+    // With a PIC the serial number comes through the controller, once its monitor runs.
+    if (!(info->capability & CAP_PIC))
+        root_get_board_sn(info->serial, sizeof info->serial);
+    return 0;
+}
+
+int root_boot_get_info(ENC_INFO *info) {
+    common_fields(info, "root_boot");
+    vendor_model_disks(info, "Boot Enclosure", "MAX_DISK_NUM");
+    info->protocol = ENC_PROTOCOL_BOOT;
+    return 0;
+}
+
+int root_usb_get_info(ENC_INFO *info) {
+    common_fields(info, "root_usb");
+    vendor_model_disks(info, "Usb Enclosure", "MAX_PORT_NUM");
+    info->protocol = ENC_PROTOCOL_USB;
+    return 0;
+}
+
+int root_esata_get_info(ENC_INFO *info) {
+    common_fields(info, "root_esata");
+    vendor_model_disks(info, "Esata Enclosure", "MAX_DISK_NUM");
+    info->capability = static_cast<uint32_t>(model_int("Esata Enclosure", "CAP", INI_CONF_HEX));
+    info->protocol = ENC_PROTOCOL_SATA;
+    return 0;
+}
+
+int root_cache_get_info(ENC_INFO *info) {
+    common_fields(info, "root_cache");
+    vendor_model_disks(info, "Cache Enclosure", "MAX_DISK_NUM");
+    info->capability = CAP_INTERNAL;
+    info->protocol = ENC_PROTOCOL_SATA;
+    info->cache_port_bitmap = all_slots_bitmap(info->max_disk_num);
+    return 0;
+}
+
+int root_pcie_get_info(const char *enc_sys_id, ENC_INFO *info) {
+    common_fields(info, enc_sys_id);
+    // The slot number is taken as it stands behind "root_pcie_".
+    char section[HAL_NAME_LEN];
+    snprintf(section, sizeof section, "System PCIE SLOT %s", enc_sys_id + 10);
+    info->capability = CAP_INTERNAL;
+    info->protocol = ENC_PROTOCOL_PCIE;
+    info->max_disk_num = get_pcie_port_max_disknum(section);
+    info->cache_port_bitmap = all_slots_bitmap(info->max_disk_num);
+    return 0;
+}
+
+}  // namespace nashal::enclosure
+
+// Counts the SCSI generic devices whose controller sits at the section's "DEV_BUS". Unlike the
+// enumeration of a slot's disks, paths through an expander are counted too.
+extern "C" int get_pcie_port_max_disknum(const char *section) {
+    char dev_bus[HAL_ID_LEN] = {};
+    if (!section ||
+        nashal::enclosure::model_text(section, "DEV_BUS", dev_bus, sizeof dev_bus) <= 0) {
+        printf("Get Field failed!\n");
+        return 0;
+    }
+    nashal::DirHandle dir(opendir("/sys/class/scsi_generic"));
+    if (!dir) {
+        ERR_TRACE(HAL_TRACE_ERROR, "%s(%d):System Internal Error\n", __func__, __LINE__);
+        return -1;
+    }
+    int count = 0;
+    while (struct dirent *entry = readdir(dir.get())) {
+        if (strncmp(entry->d_name, "sg", 2) != 0)
+            continue;
+        char path[HAL_SYSFS_PATH_LEN] = {};
+        char bus[HAL_ID_LEN] = {};
+        char bridge[HAL_ID_LEN] = {};
+        int domain = 0;
+        if (comm_sys_get_sg_path_info(entry->d_name, path, sizeof path) < 0 ||
+            comm_sys_assemble_dev_bus_from_path(path, &domain, bus, sizeof bus, bridge,
+                                                sizeof bridge) < 0)
+            ERR_TRACE(HAL_TRACE_ERROR, "%s(%d):System Error\n", __func__, __LINE__);
+        if (strcmp(bus, dev_bus) == 0)
+            ++count;
+    }
+    return count;
+}
