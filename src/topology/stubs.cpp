@@ -4,66 +4,6 @@
 
 extern "C" {
 
-int comm_sys_get_sdev_target_bus(const char *, char *) {
-    return -1;
-}
-
-int comm_sys_get_sdev_type(const char *) {
-    return -1;
-}
-
-int comm_sys_get_sdev_sysid(char *, char *) {
-    return -1;
-}
-
-int comm_sys_get_sg_name(const char *, char *) {
-    return -1;
-}
-
-int comm_sys_get_sg_path_info(const char *, char *, int) {
-    return -1;
-}
-
-int comm_sys_get_sysid_of_sas_enclosure(const char *, char *) {
-    return -1;
-}
-
-int comm_sys_get_sas_bus(char *, char **, char **) {
-    return -1;
-}
-
-int comm_sys_get_device_class(const char *, int *) {
-    return -1;
-}
-
-int comm_sys_get_pci_dev_path(int, int, int, int, char *, int) {
-    return -1;
-}
-
-int comm_sys_get_internal_dev_path(const char *, char *, int) {
-    return -1;
-}
-
-int comm_sys_get_path_from_c_dev_bus(int, const char *, char *, int) {
-    return -1;
-}
-
-int comm_sys_get_pci_bus(const char *, const char *, const char *, int, char *, int) {
-    return -1;
-}
-
-int comm_sys_get_num_pci_bus(const char *, const char *, int, int, int, char *, int) {
-    return -1;
-}
-
-int comm_sys_get_pair_bus_switch(char *, int) {
-    return -1;
-}
-
-int comm_sys_assemble_dev_bus_from_path(const char *, int *, char *, int, char *, int) {
-    return -1;
-}
-
 int comm_sys_get_usb_layer(const char *) {
     return -1;
 }
@@ -80,19 +20,7 @@ int comm_sys_get_root_usb_port_id(int, const char *, const char *, int, int, int
     return -1;
 }
 
-int comm_sys_search_partial_filename(const char *, const char *, char *, int) {
-    return -1;
-}
-
-int comm_sys_get_num_behind_string(const char *, const char *) {
-    return -1;
-}
-
 int common_sys_transfer_pd_link_speed(int, const char *) {
-    return -1;
-}
-
-int comm_sys_read_from_popen(const char *, char *, int) {
     return -1;
 }
 
