@@ -11,6 +11,19 @@ int main(void) {
         puts("pd id packing is wrong");
         return 1;
     }
+    /* Links the trace and the utilities; sets state only, writes nothing on the machine. */
+    if (HAL_Set_Debug(HAL_TRACE_DEFAULT_MASK, "/var/log/hal_lib.log") != 0) {
+        puts("HAL_Set_Debug failed");
+        return 1;
+    }
+    {
+        const unsigned char mac[6] = {0x00, 0x08, 0x9b, 0xaa, 0xbb, 0xcc};
+        char text[18];
+        if (Translate_MAC_Bin_To_ASCII(mac, 6, text, (int)sizeof text) != 17) {
+            puts("MAC text is wrong");
+            return 1;
+        }
+    }
     printf("%u\n", (unsigned)(info.capability >> 31));
     return 0;
 }

@@ -1,0 +1,134 @@
+// Bitmap fields of the configuration store: sets of small integers held as one hexadecimal
+// field (ini_number.h), the allocator of free ids among them, and their enumeration.
+#include <cstdint>
+#include <vector>
+
+#include "foundation/ini_file.h"
+#include "foundation/ini_number.h"
+#include "nashal/ini_conf.h"
+
+using namespace nashal::ini;
+
+namespace {
+
+std::vector<bool> read_bitmap(const char *file, const char *section, const char *field) {
+    Document doc;
+    if (!field || !read_for_query(file, doc))
+        return {};
+    const std::string *value = doc.find(section, field);
+    return value ? parse_bitmap(value->c_str()) : std::vector<bool>();
+}
+
+std::vector<bool> bitmap_of(const Document &doc, const char *section, const char *field) {
+    const std::string *value = doc.find(section, field);
+    return value ? parse_bitmap(value->c_str()) : std::vector<bool>();
+}
+
+bool test(const std::vector<bool> &bits, int bit) {
+    return bit >= 0 && static_cast<size_t>(bit) < bits.size() && bits[static_cast<size_t>(bit)];
+}
+
+// Sets or clears one bit and marks the document changed when the field's text changes (a
+// missing field is created by a set).
+void put(Document &doc, const char *section, const char *field, std::vector<bool> bits, int bit,
+         bool on, bool &changed) {
+    if (bits.size() <= static_cast<size_t>(bit))
+        bits.resize(static_cast<size_t>(bit) + 1);
+    bits[static_cast<size_t>(bit)] = on;
+    changed = doc.set(section, field, format_bitmap(bits));
+}
+
+bool valid_names(const char *section, const char *field) {
+    return valid_section_name(section) && valid_field_name(field);
+}
+
+}  // namespace
+
+extern "C" int Ini_Conf_Bitmap_Is_Bit_Set(const char *file, const char *section,
+                                          const char *field, int bit) {
+    return test(read_bitmap(file, section, field), bit) ? 1 : 0;
+}
+
+extern "C" int Ini_Conf_Bitmap_Set_Bit(const char *file, const char *section, const char *field,
+                                       int bit) {
+    if (bit < 0 || bit >= kBitmapBits || !valid_names(section, field))
+        return -1;
+    return change(file, [&](Document &doc, bool, bool &changed) {
+        std::vector<bool> bits = bitmap_of(doc, section, field);
+        if (!test(bits, bit))
+            put(doc, section, field, std::move(bits), bit, true, changed);
+        return 0;
+    });
+}
+
+extern "C" int Ini_Conf_Bitmap_Reset_Bit(const char *file, const char *section,
+                                         const char *field, int bit) {
+    if (bit < 0 || !valid_names(section, field))
+        return -1;
+    return change(file, [&](Document &doc, bool, bool &changed) {
+        std::vector<bool> bits = bitmap_of(doc, section, field);
+        if (test(bits, bit))
+            put(doc, section, field, std::move(bits), bit, false, changed);
+        return 0;
+    });
+}
+
+extern "C" int Ini_Conf_Bitmap_Get_Next_Free_Bit(const char *file, const char *section,
+                                                 const char *field, int *bit, int start_bit,
+                                                 int mark) {
+    if (!bit || start_bit < 0 || !valid_names(section, field))
+        return -1;
+    auto lowest_clear = [&](const std::vector<bool> &bits) {
+        for (int b = start_bit; b < kBitmapBits; ++b)
+            if (!test(bits, b))
+                return b;
+        return -1;
+    };
+    if (!mark) {
+        int free_bit = lowest_clear(read_bitmap(file, section, field));
+        if (free_bit < 0)
+            return -1;
+        *bit = free_bit;
+        return 0;
+    }
+    return change(file, [&](Document &doc, bool, bool &changed) {
+        std::vector<bool> bits = bitmap_of(doc, section, field);
+        int free_bit = lowest_clear(bits);
+        if (free_bit < 0)
+            return -1;
+        put(doc, section, field, std::move(bits), free_bit, true, changed);
+        *bit = free_bit;
+        return 0;
+    });
+}
+
+extern "C" int Ini_Conf_Bitmap_Get_Set_Count(const char *file, const char *section,
+                                             const char *field) {
+    int count = 0;
+    for (bool b : read_bitmap(file, section, field))
+        count += b ? 1 : 0;
+    return count;
+}
+
+extern "C" int Ini_Conf_Bitmap_Enumerate(const char *file, const char *section,
+                                         const char *field, int *array, int capacity,
+                                         INI_CONF_BITMAP_CB callback, void *cookie) {
+    std::vector<bool> bits = read_bitmap(file, section, field);
+    int taken = 0;
+    for (size_t i = 0; i < bits.size(); ++i) {
+        if (!bits[i])
+            continue;
+        int bit = static_cast<int>(i);
+        if (callback) {
+            int r = callback(bit, cookie);
+            if (r == -1)
+                return -1;
+            if (r == -2)
+                continue;
+        }
+        if (array && taken < capacity)
+            array[taken] = bit;
+        ++taken;
+    }
+    return taken;
+}

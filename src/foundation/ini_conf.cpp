@@ -1,0 +1,85 @@
+// Fields of the configuration store: text and integer values, removal of fields and sections.
+// Each call reads the file afresh; each change is one locked read-modify-write (ini_file.h).
+#include "nashal/ini_conf.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "foundation/ini_file.h"
+#include "foundation/ini_number.h"
+#include "foundation/text.h"
+
+using namespace nashal::ini;
+
+extern "C" int Ini_Conf_Get_Field(const char *file, const char *section, const char *field,
+                                  char *out, int size) {
+    if (!out || size <= 0 || !field)
+        return -1;
+    Document doc;
+    if (!read_for_query(file, doc))
+        return -1;
+    const std::string *value = doc.find(section, field);
+    if (!value)
+        return -1;
+    nashal::hal_copy(out, static_cast<size_t>(size), value->c_str(), value->size());
+    return static_cast<int>(strlen(out)) + 1;
+}
+
+extern "C" int Ini_Conf_Set_Field(const char *file, const char *section, const char *field,
+                                  const char *value) {
+    if (!valid_section_name(section) || !valid_field_name(field) || !valid_value(value))
+        return -1;
+    return change(file, [&](Document &doc, bool, bool &changed) {
+        changed = doc.set(section, field, value);
+        return 0;
+    });
+}
+
+extern "C" int Ini_Conf_Get_Field_Int(const char *file, const char *section, const char *field,
+                                      int32_t *out, int format) {
+    if (!out || !field)
+        return -1;
+    Document doc;
+    if (!read_for_query(file, doc))
+        return -1;
+    const std::string *value = doc.find(section, field);
+    if (!value)
+        return -1;
+    int32_t parsed = 0;
+    if (!parse_int32(value->c_str(), format, &parsed))
+        return 0;
+    *out = parsed;
+    return 1;
+}
+
+extern "C" int Ini_Conf_Set_Field_Int(const char *file, const char *section, const char *field,
+                                      int32_t value, int format) {
+    char text[16];
+    format_int32(value, format, text, sizeof text);
+    int r = Ini_Conf_Set_Field(file, section, field, text);
+    return r < 0 ? r : 1;
+}
+
+extern "C" int Ini_Conf_Remove_Field(const char *file, const char *section, const char *field) {
+    if (!field)
+        return -1;
+    return change(file, [&](Document &doc, bool existed, bool &changed) {
+        if (!existed)
+            return -1;
+        changed = doc.remove_field(section, field);
+        return 0;
+    });
+}
+
+extern "C" int Ini_Conf_Remove_Section(const char *file, const char *section) {
+    if (!section)
+        return -1;
+    return change(file, [&](Document &doc, bool existed, bool &changed) {
+        if (!existed)
+            return -1;
+        changed = doc.remove_section(section);
+        return 0;
+    });
+}

@@ -1,0 +1,60 @@
+// The text form of a store file, parsed from bytes and written back.
+//
+//   field outside any section = value
+//   [Section Name]
+//   field name = value
+//   ; a comment        # a comment too
+//
+// Names are compared exactly, after the blanks around them are cut. A value is the text behind
+// the first "=", with the blanks around it cut. Lines the parser doesn't understand, comments
+// and blank lines are kept byte for byte, so a hand-written file (a model file) keeps its look
+// when a field of it is changed. Only the lines that an edit touches are rewritten.
+#ifndef NASHAL_FOUNDATION_INI_DOCUMENT_H
+#define NASHAL_FOUNDATION_INI_DOCUMENT_H
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+namespace nashal::ini {
+
+class Document {
+  public:
+    // Never fails: any bytes give a document (NUL bytes and invalid lines included).
+    static Document parse(const char *data, size_t size);
+    std::string serialize() const;
+
+    // The value of a field, or null. A null section names the fields before the first section.
+    const std::string *find(const char *section, const char *field) const;
+    bool has_section(const char *section) const;
+
+    // Each returns true when the document changed.
+    bool set(const char *section, const char *field, const std::string &value);
+    bool remove_field(const char *section, const char *field);
+    bool remove_section(const char *section);
+
+  private:
+    enum class Kind { Blank, Comment, Section, Field, Other };
+    struct Line {
+        std::string text;  // as read, without the line end
+        Kind kind;
+        std::string name;  // section or field name
+        std::string value;
+    };
+    static Line classify(std::string text);
+    static Line field_line(const std::string &field, const std::string &value);
+    // Whether the section of a line (null: before the first section) is the one asked for.
+    static bool same_section(const std::string *line_section, const char *section);
+
+    std::vector<Line> lines_;
+};
+
+// Whether a name or value can be written without changing the meaning of the file: no line
+// breaks; a field name also without "=", and not starting as a section or a comment would.
+bool valid_section_name(const char *section);
+bool valid_field_name(const char *field);
+bool valid_value(const char *value);
+
+}  // namespace nashal::ini
+
+#endif  // NASHAL_FOUNDATION_INI_DOCUMENT_H
