@@ -1,0 +1,52 @@
+// Model file readers and list handling of the disk lookups.
+#include "disk/disk_model.h"
+
+#include <cstdlib>
+#include <cstring>
+
+#include "foundation/text.h"
+#include "nashal/comm_path.h"
+#include "nashal/ini_conf.h"
+
+namespace nashal::disk {
+
+bool model_text(const char *section, const char *key, char (&out)[kIdLen]) {
+    out[0] = '\0';
+    if (Ini_Conf_Get_Field(kModelConf, section, key, out, kIdLen) > 0 && out[0] != '\0')
+        return true;
+    out[0] = '\0';
+    return false;
+}
+
+bool model_int(const char *section, const char *key, int32_t *out, int format) {
+    int32_t value = 0;
+    if (Ini_Conf_Get_Field_Int(kModelConf, section, key, &value, format) < 0)
+        return false;
+    *out = value;
+    return true;
+}
+
+bool list_store(char **list, int room, int *stored, const char *id) {
+    if (!list || *stored < 0 || *stored >= room)
+        return false;
+    char *copy = strdup(id);
+    if (!copy)
+        return false;
+    list[(*stored)++] = copy;
+    return true;
+}
+
+bool path_append(char *path, const char *text) {
+    size_t have = strlen(path);
+    size_t add = strlen(text);
+    if (have + add >= static_cast<size_t>(kPathLen))
+        return false;
+    memcpy(path + have, text, add + 1);
+    return true;
+}
+
+bool dir_has_prefix(const char *directory, const char *prefix) {
+    return comm_sys_search_partial_filename(directory, prefix, nullptr, 0) == 0;
+}
+
+}  // namespace nashal::disk

@@ -1,0 +1,35 @@
+// Small helpers shared by the disk lookups: reading slot keys of the model file, and handing
+// found ids to the caller's list without ever writing past it.
+#ifndef NASHAL_DISK_DISK_MODEL_H
+#define NASHAL_DISK_DISK_MODEL_H
+
+#include <cstdint>
+#include <cstdio>
+
+#include "nashal/hal_types.h"
+
+namespace nashal::disk {
+
+constexpr const char *kModelConf = "/etc/model.conf";
+constexpr int kPathLen = HAL_SYSFS_PATH_LEN;
+constexpr int kIdLen = HAL_ID_LEN;
+
+// A text key of section of /etc/model.conf into 32 bytes; false (and an empty text) when it is
+// missing or empty.
+bool model_text(const char *section, const char *key, char (&out)[kIdLen]);
+// An integer key; false when it is missing, and then *out keeps the caller's default.
+bool model_int(const char *section, const char *key, int32_t *out, int format = 0);
+
+// Appends a heap copy of id at list[*stored] when *stored < room; the copy is the caller's to
+// free. Returns true when it was stored.
+bool list_store(char **list, int room, int *stored, const char *id);
+
+// Appends "/<step>" style text to a 512-byte path; false (path unchanged) when it would not fit.
+bool path_append(char *path, const char *text);
+
+// True when the directory has an entry beginning with prefix.
+bool dir_has_prefix(const char *directory, const char *prefix);
+
+}  // namespace nashal::disk
+
+#endif  // NASHAL_DISK_DISK_MODEL_H
