@@ -4,26 +4,6 @@
 
 extern "C" {
 
-int comm_sys_get_usb_layer(const char *) {
-    return -1;
-}
-
-int comm_sys_get_usb_port(const char *) {
-    return -1;
-}
-
-int comm_sys_get_usb_attribute(const char *, const char *, char *, int) {
-    return -1;
-}
-
-int comm_sys_get_root_usb_port_id(int, const char *, const char *, int, int, int, int *) {
-    return -1;
-}
-
-int common_sys_transfer_pd_link_speed(int, const char *) {
-    return -1;
-}
-
 int comm_sys_get_ses_enc_conf(const char *, uint32_t (*)[2], int) {
     return -1;
 }
