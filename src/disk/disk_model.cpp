@@ -49,4 +49,29 @@ bool dir_has_prefix(const char *directory, const char *prefix) {
     return comm_sys_search_partial_filename(directory, prefix, nullptr, 0) == 0;
 }
 
+bool usb_bus_from_path(const char *link, char (&bus)[kIdLen]) {
+    bus[0] = '\0';
+    const char *host = strstr(link, "/host");
+    if (!host || host == link)
+        return false;
+    const char *start = host;
+    while (start > link && start[-1] != '/')
+        --start;
+    size_t len = static_cast<size_t>(host - start);
+    const char *colon = static_cast<const char *>(memchr(start, ':', len));
+    if (colon)
+        len = static_cast<size_t>(colon - start);
+    if (len == 0)
+        return false;
+    hal_copy(bus, sizeof(bus), start, len);
+    return true;
+}
+
+int usb_link_speed(const char *bus) {
+    char text[kIdLen];
+    if (comm_sys_get_usb_attribute(bus, "speed", text, sizeof(text)) < 0 || text[0] == '\0')
+        return 0;
+    return common_sys_transfer_pd_link_speed(1, text);
+}
+
 }  // namespace nashal::disk
