@@ -1,0 +1,396 @@
+// The registry's own logic, against a scripted backend. The library is a shared object whose
+// functions can be interposed: the se_sys_getinfo, se_sys_enumerate, se_sys_set_7_segment_led,
+// PD_Scan and pd_detach_by_dev_id defined below replace the library's for calls made inside the
+// library too, so what is tested here is the registry alone.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "nashal/hal_se.h"
+#include "nashal/ini_conf.h"
+#include "nashal/se_sys.h"
+#include "sim/appliance.h"
+#include "sim/fs.h"
+
+namespace {
+
+std::map<std::string, ENC_INFO> g_backend;  // what the scripted backend knows
+std::vector<std::string> g_enumeration;     // what it enumerates, in order
+int g_getinfo_calls = 0;
+std::vector<std::pair<std::string, int>> g_segment_calls;
+std::vector<std::pair<int, int>> g_pd_detached;
+
+ENC_INFO make(const char *sys_id, const char *parent, uint32_t cap, int protocol = 0) {
+    ENC_INFO info;
+    memset(&info, 0, sizeof info);
+    info.enc_id = -1;
+    snprintf(info.enc_sys_id, sizeof info.enc_sys_id, "%s", sys_id);
+    snprintf(info.enc_parent_sys_id, sizeof info.enc_parent_sys_id, "%s", parent);
+    info.capability = cap;
+    info.protocol = protocol;
+    return info;
+}
+
+void add(const ENC_INFO &info) {
+    g_backend[info.enc_sys_id] = info;
+}
+
+ENC_INFO with_wwn(ENC_INFO info, uint8_t first) {
+    const uint8_t wwn[8] = {first, 0x22, 0x33, 0x44, 0x55, 0x66, 0x77, 0x88};
+    memcpy(info.wwn, wwn, sizeof wwn);
+    return info;
+}
+
+ENC_INFO with_serial(ENC_INFO info, const char *serial) {
+    snprintf(info.serial, sizeof info.serial, "%s", serial);
+    return info;
+}
+
+// The boards of the main unit as the backend describes them.
+void add_main_unit() {
+    add(make("root", "root", CAP_INTERNAL, ENC_PROTOCOL_ROOT));
+    add(make("root_boot", "root", 0, ENC_PROTOCOL_BOOT));
+    add(make("root_usb", "root", 0, ENC_PROTOCOL_USB));
+    add(make("root_esata", "root", 0, ENC_PROTOCOL_SATA));
+    add(make("root_cache", "root", CAP_INTERNAL, ENC_PROTOCOL_SATA));
+    g_enumeration = {"root", "root_boot", "root_usb", "root_esata", "root_cache"};
+}
+
+// A daisy chain of SAS enclosures sg1 <- sg2 <- ... below the root.
+void add_chain(int length) {
+    for (int i = 1; i <= length; ++i) {
+        std::string id = "sg" + std::to_string(i);
+        std::string parent = i == 1 ? "root" : "sg" + std::to_string(i - 1);
+        add(with_serial(make(id.c_str(), parent.c_str(), CAP_INTERNAL, ENC_PROTOCOL_SAS),
+                        ("CHAIN" + std::to_string(i)).c_str()));
+    }
+}
+
+std::string field(const char *file, const std::string &section, const std::string &key) {
+    char value[64] = {};
+    if (Ini_Conf_Get_Field(file, section.c_str(), key.c_str(), value, sizeof value) <= 0)
+        return "<missing>";
+    return value;
+}
+
+bool bit(const char *file, const std::string &section, const char *key, int n) {
+    return Ini_Conf_Bitmap_Is_Bit_Set(file, section.c_str(), key, n) == 1;
+}
+
+std::string section(int id) {
+    return "Enclosure_" + std::to_string(id);
+}
+
+int log_tool_runs() {
+    auto lines = nashal::sim::invocations();
+    return static_cast<int>(std::count_if(lines.begin(), lines.end(), [](const std::string &l) {
+        return l.find("log_tool") != std::string::npos;
+    }));
+}
+
+class Registry : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        ASSERT_TRUE(app_.activate());
+        ASSERT_TRUE(nashal::sim::make_dirs("/etc/config"));
+        add_main_unit();
+    }
+    nashal::sim::Appliance app_ = nashal::sim::Appliance::fresh();
+};
+
+}  // namespace
+
+// The scripted backend.
+extern "C" int se_sys_getinfo(const char *enc_sys_id, ENC_INFO *info) {
+    ++g_getinfo_calls;
+    auto it = g_backend.find(enc_sys_id ? enc_sys_id : "");
+    if (it == g_backend.end())
+        return -1;
+    *info = it->second;
+    return 0;
+}
+
+extern "C" int se_sys_enumerate(char **ids, unsigned int max_count) {
+    unsigned int n = 0;
+    for (const auto &id : g_enumeration)
+        if (n < max_count)
+            ids[n++] = strdup(id.c_str());
+    return static_cast<int>(n);
+}
+
+extern "C" int se_sys_set_7_segment_led(const char *enc_sys_id, int value) {
+    g_segment_calls.emplace_back(enc_sys_id, value);
+    return 0;
+}
+
+extern "C" int PD_Scan(int) {
+    return 0;
+}
+
+extern "C" int pd_detach_by_dev_id(int enc_id, int port_id) {
+    g_pd_detached.emplace_back(enc_id, port_id);
+    return 0;
+}
+
+TEST_F(Registry, TestBackendReplacesTheLibraryBackend) {
+    // If this fails, the library binds its own backend internally (e.g. -Bsymbolic) and every
+    // other test of this file would test the real backend instead of the registry.
+    EXPECT_EQ(se_attach("root", 0), 0);
+    EXPECT_EQ(g_getinfo_calls, 1);
+}
+
+TEST_F(Registry, FirstBootGivesIdsByRange) {
+    add(make("sg5", "root", CAP_INTERNAL, ENC_PROTOCOL_SAS));
+    add(make("usb_2-1", "root", 0, ENC_PROTOCOL_USB));
+    g_enumeration.push_back("sg5");
+    g_enumeration.push_back("usb_2-1");
+    ASSERT_EQ(SE_Scan(), 0);
+    const std::map<std::string, int> expected = {
+        {"root", 0},        {"root_boot", 32}, {"root_usb", 33}, {"root_esata", 34},
+        {"root_cache", 23}, {"sg5", 1},        {"usb_2-1", 35}};
+    for (const auto &[sys_id, id] : expected)
+        EXPECT_EQ(se_lookup_id(sys_id.c_str()), id) << sys_id << " got the wrong enc_id";
+    EXPECT_THAT(g_segment_calls, ::testing::ElementsAre(std::make_pair(std::string("sg5"), 1)))
+        << "only SAS and Thunderbolt enclosures show their id";
+}
+
+TEST_F(Registry, AttachKeepsIdOfMovedEnclosure) {
+    struct Case {
+        const char *name;
+        ENC_INFO before, after;
+        bool keeps_id;
+    };
+    const Case cases[] = {
+        {"by WWN", with_wwn(make("sg3", "root", CAP_INTERNAL), 0x50),
+         with_wwn(make("sg7", "root", CAP_INTERNAL), 0x50), true},
+        {"by serial", with_serial(make("usb_1-2", "root", 0), "SN123"),
+         with_serial(make("usb_2-1", "root", 0), "SN123"), true},
+        {"by system id only", make("usb_1-3", "root", 0), make("usb_1-4", "root", 0), false},
+    };
+    ASSERT_EQ(se_attach("root", 0), 0);
+    for (const auto &c : cases) {
+        add(c.before);
+        ASSERT_EQ(se_attach(c.before.enc_sys_id, 0), 0) << c.name;
+        int first = se_lookup_id(c.before.enc_sys_id);
+        ASSERT_EQ(se_detach(c.before.enc_sys_id), 0) << c.name;
+        g_backend.erase(c.before.enc_sys_id);
+        add(c.after);
+        ASSERT_EQ(se_attach(c.after.enc_sys_id, 0), 0) << c.name;
+        int second = se_lookup_id(c.after.enc_sys_id);
+        if (c.keeps_id)
+            EXPECT_EQ(second, first) << c.name << ": a re-cabled enclosure got a new id";
+        else
+            EXPECT_NE(second, first) << c.name;
+    }
+}
+
+TEST_F(Registry, ChainDepthIsLimitedAndReportedOnlyWhenAsked) {
+    add_chain(5);
+    for (int report : {0, 1}) {
+        nashal::sim::clear_invocations();
+        ASSERT_EQ(se_attach("root", report), 0);
+        for (int i = 1; i <= 4; ++i)
+            EXPECT_EQ(se_attach(("sg" + std::to_string(i)).c_str(), report), 0)
+                << "depth " << i << " is within the default limit of 4";
+        EXPECT_EQ(se_get_stack_id("sg4"), 4);
+        EXPECT_EQ(se_attach("sg5", report), -1) << "the fifth enclosure of a chain must be refused";
+        EXPECT_EQ(se_lookup_id("sg5"), -1);
+        EXPECT_EQ(log_tool_runs(), report) << "log entry with report_limit " << report;
+        ASSERT_EQ(se_detach("root"), 0);
+    }
+}
+
+TEST_F(Registry, MaxStackNumComesFromTheSystemSettings) {
+    add_chain(3);
+    ASSERT_TRUE(nashal::sim::write_file(SE_SYSTEM_CONF_FILE, "[MISC]\nMax Stack Num = 2\n"));
+    ASSERT_EQ(se_attach("root", 0), 0);
+    EXPECT_EQ(se_attach("sg2", 0), 0);
+    EXPECT_EQ(se_attach("sg3", 0), -1);
+    ASSERT_TRUE(nashal::sim::write_file(SE_SYSTEM_CONF_FILE, "[MISC]\nMax Stack Num = 0\n"));
+    EXPECT_EQ(se_get_max_stack_num(), 4) << "a maximum below 1 falls back to 4";
+}
+
+TEST_F(Registry, ChildAttachesItsParentFirst) {
+    add_chain(2);
+    ASSERT_EQ(se_attach("root", 0), 0);
+    ASSERT_EQ(se_attach("sg2", 0), 0);
+    int parent = se_lookup_id("sg1");
+    int child = se_lookup_id("sg2");
+    ASSERT_GE(parent, 0) << "the parent was not attached before its child";
+    EXPECT_LT(parent, child) << "the parent must take its id first";
+    EXPECT_TRUE(bit(HAL_CONF_FILE, section(parent), "child_bitmap", child));
+    EXPECT_TRUE(bit(HAL_CONF_FILE, section(0), "child_bitmap", parent));
+    EXPECT_EQ(se_get_stack_id("sg2"), 2);
+}
+
+TEST_F(Registry, RefusedParentRefusesItsChild) {
+    add_chain(6);
+    ASSERT_EQ(se_attach("root", 0), 0);
+    EXPECT_EQ(se_attach("sg6", 0), -1);
+    EXPECT_EQ(se_lookup_id("sg5"), -1);
+    EXPECT_EQ(se_lookup_id("sg6"), -1);
+    EXPECT_EQ(se_get_stack_id("sg4"), 4) << "the part of the chain within the limit stays";
+}
+
+TEST_F(Registry, DetachTakesTheTreeAndItsDisksOut) {
+    add_chain(2);
+    ASSERT_EQ(se_attach("root", 0), 0);
+    ASSERT_EQ(se_attach("sg2", 0), 0);
+    int a = se_lookup_id("sg1"), b = se_lookup_id("sg2");
+    ASSERT_TRUE(nashal::sim::write_file("/etc/enclosure_" + std::to_string(a) + ".conf",
+                                        "[Index]\npd_bitmap = 0x6\n"));
+    ASSERT_TRUE(nashal::sim::write_file("/etc/enclosure_" + std::to_string(b) + ".conf",
+                                        "[Index]\npd_bitmap = 0x1\n"));
+
+    ASSERT_EQ(se_pre_detach("sg1"), 0);
+    EXPECT_EQ(se_get_status(a), SE_STATUS_REMOVING);
+    EXPECT_EQ(se_get_status(b), SE_STATUS_REMOVING) << "direct children are marked too";
+    EXPECT_EQ(se_get_status(0), SE_STATUS_NORMAL);
+
+    ASSERT_EQ(se_detach("sg1"), 0);
+    EXPECT_EQ(se_lookup_id("sg1"), -1);
+    EXPECT_EQ(se_lookup_id("sg2"), -1) << "the child stayed attached after its parent left";
+    EXPECT_EQ(field(HAL_CONF_FILE, section(b), "enc_id"), "<missing>");
+    EXPECT_FALSE(bit(HAL_CONF_FILE, "Index", "enc_bitmap", a));
+    EXPECT_FALSE(bit(HAL_CONF_FILE, section(0), "child_bitmap", a));
+    EXPECT_FALSE(nashal::sim::exists("/etc/enclosure_" + std::to_string(a) + ".conf"));
+    EXPECT_THAT(g_pd_detached, ::testing::ElementsAre(std::make_pair(b, 0), std::make_pair(a, 1),
+                                                      std::make_pair(a, 2)))
+        << "children first, then each disk of the enclosure";
+    EXPECT_EQ(field(SE_DETACHED_FILE, section(a), "pd_bitmap"), "0x6");
+    EXPECT_TRUE(bit(SE_ENC_MAP_FILE, "Index", "enc_bitmap", a)) << "detach must keep the map";
+    EXPECT_EQ(se_detach("sg1"), -1);
+    EXPECT_EQ(se_pre_detach(nullptr), -1);
+}
+
+TEST_F(Registry, HotswapCheckAnswersOncePerPort) {
+    ASSERT_TRUE(nashal::sim::write_file(SE_DETACHED_FILE, "[Enclosure_3]\npd_bitmap = 0x5\n"));
+    EXPECT_EQ(SE_Hotswap_Check_PD(3, 0), 1);
+    EXPECT_EQ(SE_Hotswap_Check_PD(3, 0), 0) << "a returning disk is reported once only";
+    EXPECT_EQ(SE_Hotswap_Check_PD(3, 1), 0);
+    EXPECT_EQ(SE_Hotswap_Check_PD(3, 2), 1);
+
+    ASSERT_TRUE(nashal::sim::write_file(SE_DETACHED_FILE,
+                                        "[Enclosure_4]\npd_bitmap = 0x1\ndetached = 1\n"));
+    EXPECT_EQ(SE_Hotswap_Check_PD(4, 0), 0) << "a released id forgets its disks";
+    EXPECT_EQ(field(SE_DETACHED_FILE, section(4), "pd_bitmap"), "<missing>");
+}
+
+TEST_F(Registry, ReleaseOfAllIdsDeletesTheMap) {
+    ASSERT_EQ(SE_Scan(), 0);
+    ASSERT_TRUE(nashal::sim::exists(SE_ENC_MAP_FILE));
+    EXPECT_EQ(SE_Release_Id(-1), 0);
+    EXPECT_FALSE(nashal::sim::exists(SE_ENC_MAP_FILE));
+    EXPECT_EQ(field(SE_DETACHED_FILE, "Enclosure_-1", "detached"), "1");
+}
+
+TEST_F(Registry, ReleaseOfOneIdRemovesBothMapEntries) {
+    ASSERT_EQ(SE_Scan(), 0);
+    EXPECT_EQ(SE_Release_Id(33), 0);
+    EXPECT_FALSE(bit(SE_ENC_MAP_FILE, "Index", "enc_bitmap", 33));
+    EXPECT_EQ(field(SE_ENC_MAP_FILE, "Index", "enc_uid_root_usb"), "<missing>");
+    EXPECT_EQ(field(SE_ENC_MAP_FILE, "Index", "33"), "<missing>");
+    EXPECT_EQ(field(SE_ENC_MAP_FILE, "Index", "enc_uid_root_esata"), "34") << "others stay";
+    EXPECT_EQ(SE_Release_Id(33), -1) << "an id not in the map";
+}
+
+TEST_F(Registry, AnyIdAvailableIgnoresIdZeroAndIdsAboveTheLimit) {
+    ASSERT_TRUE(nashal::sim::write_file(SE_ENC_MAP_FILE, "[Index]\nenc_bitmap = 0xFFFFFFFE\n"));
+    EXPECT_EQ(SE_Is_Id_Available(-1), 0);
+    EXPECT_EQ(SE_Is_Id_Available(0), 1);
+    EXPECT_EQ(SE_Is_Id_Available(5), 0);
+    ASSERT_TRUE(nashal::sim::write_file(SE_SYSTEM_CONF_FILE, "[MISC]\nMax Enclosure Id = 40\n"));
+    EXPECT_EQ(SE_Is_Id_Available(-1), 1) << "id 32 is free and within the raised limit";
+}
+
+TEST_F(Registry, InternalIdsEndAt31) {
+    ASSERT_TRUE(nashal::sim::write_file(SE_ENC_MAP_FILE, "[Index]\nenc_bitmap = 0xFFFFFFFF\n"));
+    add(make("sg9", "root", CAP_INTERNAL, ENC_PROTOCOL_SAS));
+    ASSERT_TRUE(nashal::sim::write_file(HAL_CONF_FILE,
+                                        "[Index]\nenc_bitmap = 0x1\nenc_sysid_root = 0\n"
+                                        "[Enclosure_0]\nenc_id = 0\nenc_sys_id = root\n"
+                                        "stack_id = 0\n"));
+    EXPECT_EQ(se_attach("sg9", 0), -1);
+    EXPECT_FALSE(bit(SE_ENC_MAP_FILE, "Index", "enc_bitmap", 32)) << "the id must be given back";
+}
+
+TEST_F(Registry, ExportAndImportCarryTheMap) {
+    ASSERT_EQ(SE_Scan(), 0);
+    ASSERT_EQ(unlink(SE_ENC_MAP_FILE), 0);
+    EXPECT_EQ(SE_Import_Enc_Map(), -1);
+    EXPECT_EQ(se_sync_enc_bitmap(), 0);
+    EXPECT_EQ(field(SE_ENC_MAP_FILE, "Index", "enc_bitmap"),
+              field(HAL_CONF_FILE, "Index", "enc_bitmap"));
+    ASSERT_EQ(unlink(SE_ENC_MAP_FILE), 0);
+    EXPECT_EQ(SE_Export_Enc_Map(), 0);
+    EXPECT_EQ(field(SE_ENC_MAP_FILE, "Index", "enc_uid_root_cache"), "23");
+    EXPECT_EQ(field(SE_ENC_MAP_FILE, "Index", "23"), "enc_uid_root_cache");
+    EXPECT_EQ(SE_Import_Enc_Map(), 0);
+}
+
+TEST_F(Registry, UniqueIdPrefersRoleThenWwnThenSerial) {
+    char uid[HAL_SERIAL_LEN];
+    ENC_INFO root = with_wwn(make("root_usb", "root", 0), 0x50);
+    ASSERT_EQ(SE_Get_Unique_Id(&root, uid, sizeof uid), 0);
+    EXPECT_STREQ(uid, "root_usb");
+    ENC_INFO sas = with_serial(with_wwn(make("sg2", "root", 0), 0xab), "S1");
+    SE_Get_Unique_Id(&sas, uid, sizeof uid);
+    EXPECT_STREQ(uid, "AB22334455667788");
+    ENC_INFO usb = with_serial(make("usb_1-1", "root", 0), "S1");
+    SE_Get_Unique_Id(&usb, uid, sizeof uid);
+    EXPECT_STREQ(uid, "S1");
+    SE_Get_Unique_Id(&usb, uid, 2);
+    EXPECT_STREQ(uid, "S") << "the result is cut to the given size";
+    EXPECT_EQ(SE_Get_Unique_Id(nullptr, uid, sizeof uid), -1);
+}
+
+TEST_F(Registry, TwoProcessesAttachingAtOnceGetDistinctIds) {
+    ASSERT_EQ(se_attach("root", 0), 0);
+    const int per_child = 6;
+    for (int c = 0; c < 2; ++c)
+        for (int i = 0; i < per_child; ++i) {
+            std::string id = "usb_" + std::to_string(c + 1) + "-" + std::to_string(i + 1);
+            add(with_serial(make(id.c_str(), "root", 0, ENC_PROTOCOL_USB), id.c_str()));
+        }
+    pid_t pids[2];
+    for (int c = 0; c < 2; ++c) {
+        pids[c] = fork();
+        ASSERT_GE(pids[c], 0);
+        if (pids[c] == 0) {
+            int failures = 0;
+            for (int i = 0; i < per_child; ++i) {
+                std::string id = "usb_" + std::to_string(c + 1) + "-" + std::to_string(i + 1);
+                failures += se_attach(id.c_str(), 0) != 0;
+            }
+            _exit(failures);
+        }
+    }
+    for (pid_t pid : pids) {
+        int status = 0;
+        ASSERT_EQ(waitpid(pid, &status, 0), pid);
+        EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "an attach failed";
+    }
+    std::set<int> ids;
+    for (int c = 0; c < 2; ++c)
+        for (int i = 0; i < per_child; ++i) {
+            std::string id = "usb_" + std::to_string(c + 1) + "-" + std::to_string(i + 1);
+            int enc_id = se_lookup_id(id.c_str());
+            ASSERT_GE(enc_id, 32) << id << " is not attached";
+            EXPECT_TRUE(ids.insert(enc_id).second) << id << " shares enc_id " << enc_id;
+            EXPECT_EQ(field(SE_ENC_MAP_FILE, "Index", "enc_uid_" + id), std::to_string(enc_id));
+            EXPECT_EQ(field(SE_ENC_MAP_FILE, "Index", std::to_string(enc_id)), "enc_uid_" + id);
+            EXPECT_TRUE(bit(HAL_CONF_FILE, "Index", "enc_bitmap", enc_id));
+            EXPECT_TRUE(bit(HAL_CONF_FILE, section(0), "child_bitmap", enc_id));
+        }
+    EXPECT_EQ(SE_Enumerate(nullptr, 0, nullptr, nullptr), 1 + 2 * per_child);
+}
