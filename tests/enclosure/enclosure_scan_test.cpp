@@ -1,0 +1,285 @@
+// The real backend on virtual appliances: a boot scan of the example boards, what
+// /etc/hal.conf holds afterwards, and the hot-plug entries.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <map>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "nashal/hal_se.h"
+#include "nashal/ini_conf.h"
+#include "nashal/se_sys.h"
+#include "sim/appliance.h"
+#include "sim/fs.h"
+
+using ::testing::ElementsAre;
+using ::testing::ElementsAreArray;
+
+namespace {
+
+const std::string kExamples = NASHAL_EXAMPLES_DIR;
+
+std::string field(const char *file, const std::string &section, const char *key) {
+    char value[64] = {};
+    if (Ini_Conf_Get_Field(file, section.c_str(), key, value, sizeof value) <= 0)
+        return "<missing>";
+    return value;
+}
+
+// The field names of one section, in file order.
+std::vector<std::string> keys_of(const std::string &text, const std::string &section) {
+    std::vector<std::string> keys;
+    std::istringstream in(text);
+    std::string line;
+    bool inside = false;
+    while (std::getline(in, line)) {
+        if (!line.empty() && line[0] == '[') {
+            inside = line == "[" + section + "]";
+            continue;
+        }
+        auto eq = line.find('=');
+        if (inside && eq != std::string::npos) {
+            std::string key = line.substr(0, eq);
+            key.erase(key.find_last_not_of(' ') + 1);
+            keys.push_back(key);
+        }
+    }
+    return keys;
+}
+
+std::vector<std::string> enumerate(unsigned int capacity = MAX_SE_SYS_ENUM) {
+    std::vector<char *> ids(capacity + 1, nullptr);
+    int count = se_sys_enumerate(ids.data(), capacity);
+    std::vector<std::string> out;
+    for (int i = 0; i < count && i < static_cast<int>(capacity); ++i) {
+        out.push_back(ids[static_cast<size_t>(i)]);
+        free(ids[static_cast<size_t>(i)]);
+    }
+    return out;
+}
+
+class Board : public ::testing::Test {
+  protected:
+    void boot(const char *board) {
+        app_ = nashal::sim::Appliance::copy_of(kExamples + "/" + board);
+        ASSERT_TRUE(app_.activate());
+    }
+    nashal::sim::Appliance app_ = nashal::sim::Appliance::fresh();
+};
+
+}  // namespace
+
+TEST_F(Board, FirstBootGivesEachRootKindItsId) {
+    boot("x86-8bay");
+    ASSERT_EQ(SE_Scan(), 0);
+    const std::map<std::string, int> expected = {
+        {"root", 0}, {"root_boot", 32}, {"root_usb", 33}, {"root_esata", 34}, {"root_cache", 23}};
+    for (const auto &[sys_id, id] : expected)
+        EXPECT_EQ(se_lookup_id(sys_id.c_str()), id) << sys_id;
+    EXPECT_EQ(SE_Enumerate(nullptr, 0, nullptr, nullptr), 5);
+}
+
+TEST_F(Board, SecondScanKeepsIdsAndAddsNoMapEntries) {
+    boot("x86-8bay");
+    ASSERT_EQ(SE_Scan(), 0);
+    std::string map_after_first = nashal::sim::read_file(SE_ENC_MAP_FILE);
+    std::string conf_after_first = nashal::sim::read_file(HAL_CONF_FILE);
+    ASSERT_EQ(SE_Scan(), 0);
+    EXPECT_EQ(nashal::sim::read_file(SE_ENC_MAP_FILE), map_after_first)
+        << "a second boot with the same hardware changed the persistent map";
+    EXPECT_EQ(nashal::sim::read_file(HAL_CONF_FILE), conf_after_first);
+}
+
+TEST_F(Board, HalConfHoldsTheFieldsInOrder) {
+    boot("x86-8bay");
+    ASSERT_EQ(SE_Scan(), 0);
+    std::string text = nashal::sim::read_file(HAL_CONF_FILE);
+    EXPECT_THAT(keys_of(text, "Enclosure_0"),
+                ElementsAreArray({"enc_id", "enc_sys_id", "vendor", "model", "status", "protocol",
+                                  "capability", "max_disk_num", "max_fan_num", "max_temp_num",
+                                  "max_pcie_num", "max_nic_num", "max_conn_num",
+                                  "enc_parent_sys_id", "enc_parent_port_id", "stack_id", "revision",
+                                  "cache_port_bitmap", "child_bitmap"}));
+    EXPECT_EQ(field(HAL_CONF_FILE, "Enclosure_0", "model"), "NX-800");
+    EXPECT_EQ(field(HAL_CONF_FILE, "Enclosure_0", "max_disk_num"), "8");
+    EXPECT_EQ(field(HAL_CONF_FILE, "Enclosure_0", "max_pcie_num"), "1");
+    EXPECT_EQ(field(HAL_CONF_FILE, "Enclosure_23", "stack_id"), "1");
+    EXPECT_EQ(field(HAL_CONF_FILE, "Index", "enc_sysid_root_cache"), "23");
+
+    ENC_INFO cache;
+    memset(&cache, 0, sizeof cache);
+    ASSERT_EQ(SE_Get_Info(23, &cache), 0);
+    EXPECT_STREQ(cache.enc_sys_id, "root_cache");
+    EXPECT_EQ(cache.capability, CAP_INTERNAL);
+    EXPECT_EQ(cache.protocol, ENC_PROTOCOL_SATA);
+    EXPECT_EQ(cache.cache_port_bitmap, 0x2u) << "one cache slot is bit 1";
+    ENC_INFO boot_dev;
+    memset(&boot_dev, 0, sizeof boot_dev);
+    ASSERT_EQ(SE_Get_Info(32, &boot_dev), 0);
+    EXPECT_EQ(boot_dev.protocol, ENC_PROTOCOL_BOOT);
+    EXPECT_EQ(boot_dev.capability, 0u);
+}
+
+TEST_F(Board, SocBoardWithoutEsataEnumeratesNoEsataEnclosure) {
+    boot("soc-2bay");
+    EXPECT_THAT(enumerate(), ElementsAre("root", "root_boot", "root_usb"));
+    ASSERT_EQ(SE_Scan(), 0);
+    EXPECT_EQ(se_lookup_id("root_esata"), -1);
+    EXPECT_EQ(se_lookup_id("root_usb"), 33);
+    EXPECT_EQ(field(HAL_CONF_FILE, "Enclosure_0", "model"), "NX-200 LE");
+}
+
+TEST_F(Board, EnumerationNeverWritesPastTheArray) {
+    boot("x86-8bay");
+    EXPECT_TRUE(enumerate(2).empty()) << "below three entries nothing is enumerated";
+    char *ids[4] = {nullptr, nullptr, nullptr, nullptr};
+    EXPECT_EQ(se_sys_enumerate(ids, 3), 5) << "the result tells how many there were";
+    EXPECT_EQ(ids[3], nullptr) << "an entry was written past the caller's array";
+    for (char *id : ids)
+        free(id);
+}
+
+TEST_F(Board, ModelWithoutCapHasEsataButNoCache) {
+    app_ = nashal::sim::Appliance::fresh();
+    ASSERT_TRUE(app_.activate());
+    ASSERT_TRUE(nashal::sim::write_file(SE_MODEL_CONF_FILE, "[System Enclosure]\nMODEL = A-1\n"));
+    EXPECT_THAT(enumerate(), ElementsAre("root", "root_boot", "root_usb", "root_esata"));
+}
+
+TEST_F(Board, CacheBitmapCoversEverySlotButBitZero) {
+    app_ = nashal::sim::Appliance::fresh();
+    ASSERT_TRUE(app_.activate());
+    struct Case {
+        const char *disks;
+        uint32_t bitmap;
+    } cases[] = {{"0", 0u}, {"1", 0x2u}, {"4", 0x1Eu}, {"30", 0x7FFFFFFEu}, {"31", 0xFFFFFFFEu}};
+    for (const auto &c : cases) {
+        ASSERT_TRUE(nashal::sim::write_file(
+            SE_MODEL_CONF_FILE,
+            std::string("[Cache Enclosure]\nMAX_DISK_NUM = ") + c.disks + "\n"));
+        ENC_INFO info;
+        ASSERT_EQ(se_sys_getinfo("root_cache", &info), 0);
+        EXPECT_EQ(info.cache_port_bitmap, c.bitmap) << c.disks << " cache slots";
+    }
+}
+
+TEST_F(Board, PcieSlotCountsItsDisksAndFailsWithoutScsiGeneric) {
+    app_ = nashal::sim::Appliance::fresh();
+    ASSERT_TRUE(app_.activate());
+    ASSERT_TRUE(nashal::sim::write_file(SE_MODEL_CONF_FILE,
+                                        "[System PCIE SLOT 2]\nDEV_BUS = B03:D00:F0\n"));
+    nashal::sim::remove_tree("/sys/class/scsi_generic");
+    ENC_INFO info;
+    ASSERT_EQ(se_sys_getinfo("root_pcie_2", &info), 0);
+    EXPECT_EQ(info.max_disk_num, -1) << "an unreadable sysfs is told by -1";
+    EXPECT_EQ(info.cache_port_bitmap, 0xFFFFFFFFu);
+    EXPECT_EQ(info.protocol, ENC_PROTOCOL_PCIE);
+    EXPECT_EQ(info.capability, CAP_INTERNAL);
+    EXPECT_EQ(get_pcie_port_max_disknum("System PCIE SLOT 9"), 0) << "no DEV_BUS, no disks";
+}
+
+TEST_F(Board, UnknownIdsAndControllersWithoutMonitorsAreNotAttached) {
+    boot("x86-8bay");
+    ENC_INFO info;
+    EXPECT_EQ(se_sys_getinfo("bogus", &info), -1);
+    EXPECT_EQ(se_sys_getinfo(nullptr, &info), -1);
+    ASSERT_TRUE(nashal::sim::write_file(SE_MODEL_CONF_FILE,
+                                        "[System Enclosure]\nMODEL = NX-1\nCAP = 0x400000\n"));
+    EXPECT_EQ(se_sys_getinfo("root", &info), -1)
+        << "a PIC whose monitor can't be started must keep the enclosure out";
+    EXPECT_EQ(se_attach("root", 0), -1);
+}
+
+TEST_F(Board, ExistAnswersPerKind) {
+    boot("x86-8bay");
+    struct Case {
+        const char *id;
+        int exist;
+    } cases[] = {{"root", 1},      {"root_usb", 1},    {"root_esata", 1}, {"root_cache", 1},
+                 {"root_boot", 0}, {"root_pcie_1", 0}, {"i2c-101", 0},    {"sg3", 0},
+                 {"usbx", -1},     {"usb_9-9", 0}};
+    for (const auto &c : cases)
+        EXPECT_EQ(SE_Sys_Exist(c.id), c.exist) << c.id;
+
+    ASSERT_TRUE(nashal::sim::make_dirs("/sys/devices/pci0000:00/usb2/2-1"));
+    ASSERT_TRUE(nashal::sim::make_dirs("/sys/bus/usb/devices"));
+    ASSERT_TRUE(nashal::sim::symlink_relative("/sys/devices/pci0000:00/usb2/2-1",
+                                              "/sys/bus/usb/devices/2-1"));
+    EXPECT_EQ(SE_Sys_Exist("usb_2-1"), 1) << "a USB device that stays is present";
+}
+
+TEST_F(Board, HotPlugAttachTellsUdevAndDetachTakesItOut) {
+    boot("x86-8bay");
+    nashal::sim::clear_invocations();
+    ASSERT_EQ(SE_Sys_Attach("root", 1), 0);
+    ASSERT_EQ(SE_Sys_Attach("root_esata", 1), 0);
+    auto runs = nashal::sim::invocations();
+    EXPECT_THAT(runs, ::testing::Contains("/sbin/udevadm control --env=root_esata=enc"));
+    EXPECT_EQ(SE_Sys_Attach("root_esata", 1), -1) << "an attached enclosure attaches once";
+    const int esata = se_lookup_id("root_esata");
+    EXPECT_EQ(SE_Sys_Pre_Detach("root_esata"), 0);
+    EXPECT_EQ(se_get_status(esata), SE_STATUS_REMOVING);
+    EXPECT_EQ(SE_Sys_Detach("root_esata"), 0);
+    EXPECT_EQ(se_lookup_id("root_esata"), -1);
+    EXPECT_EQ(SE_Sys_Attach("root_esata", 1), 0);
+    EXPECT_EQ(se_lookup_id("root_esata"), esata) << "a returning enclosure keeps its id";
+}
+
+TEST_F(Board, DisplayNameFollowsEccRedundantPowerAndTheCache) {
+    app_ = nashal::sim::Appliance::fresh();
+    ASSERT_TRUE(app_.activate());
+    struct Case {
+        const char *model_conf;
+        bool ecc;
+        const char *shown;
+    } cases[] = {
+        {"MODEL = XY-451U RP\nCAP = 0x0\n", false, "XY-451U RP"},
+        {"MODEL = XY-451U RP\nCAP = 0x0\n", true, "XY-EC451U RP"},
+        {"MODEL = XY-451U RP\nCAP = 0x1\n", false, "XY-451U-RP"},
+        {"MODEL = XY-451U\nDISPLAY_MODEL_NAME = XY-9 Pro\nCAP = 0x1\n", true, "XY-9 Pro"},
+    };
+    for (const auto &c : cases) {
+        ASSERT_TRUE(nashal::sim::write_file(SE_MODEL_CONF_FILE,
+                                            std::string("[System Enclosure]\n") + c.model_conf));
+        ASSERT_TRUE(nashal::sim::write_file(
+            "/var/.system.info",
+            std::string("[RAM]\nUseECC = ") + (c.ecc ? "TRUE" : "FALSE") + "\n"));
+        unlink(SE_PLATFORM_CONF_FILE);
+        char name[HAL_MODEL_LEN] = {};
+        ASSERT_EQ(se_sys_get_display_name("root", name, sizeof name), 0) << c.model_conf;
+        EXPECT_STREQ(name, c.shown);
+        EXPECT_EQ(field(SE_PLATFORM_CONF_FILE, "MISC", "DISPLAY_NAME"), c.shown);
+    }
+    ASSERT_TRUE(nashal::sim::write_file(SE_MODEL_CONF_FILE,
+                                        "[System Enclosure]\nMODEL = NODASH\nCAP = 0\n"));
+    char name[HAL_MODEL_LEN] = {};
+    EXPECT_EQ(se_sys_get_display_name("root", name, sizeof name), 0)
+        << "the cached name stands until the model file is selected anew";
+    unlink(SE_PLATFORM_CONF_FILE);
+    EXPECT_EQ(se_sys_get_display_name("root", name, sizeof name), -1) << "a model without '-'";
+    EXPECT_EQ(se_sys_get_display_name("root_usb", name, sizeof name), -1);
+}
+
+TEST_F(Board, OperationsOfKindsWithoutABranchFail) {
+    boot("x86-8bay");
+    double temp = 5;
+    EXPECT_EQ(se_sys_get_temp("root_usb", 0, &temp), -1);
+    EXPECT_EQ(temp, 0) << "the output is cleared first";
+    EXPECT_EQ(se_sys_get_voltage("root", 0), -1);
+    EXPECT_EQ(se_sys_set_fan_speed("root", 0, 8), -1);
+    EXPECT_EQ(se_sys_set_7_segment_led("root", 1), -1);
+    EXPECT_EQ(se_sys_set_nickname("sg1", ""), -1);
+    EXPECT_EQ(se_sys_get_power_supply_status("root", 3, nullptr), -1);
+    char dev[32] = {};
+    EXPECT_EQ(se_sys_get_LCM_devname("root", dev, sizeof dev), -1) << "no LCM_DEV on this board";
+    ASSERT_TRUE(nashal::sim::write_file(
+        SE_MODEL_CONF_FILE, "[System Enclosure]\nMODEL = NX-1\nPIC_DEV = /dev/ttyS1\n"));
+    EXPECT_EQ(se_sys_get_PIC_devname("root", dev, sizeof dev), 0);
+    EXPECT_STREQ(dev, "/dev/ttyS1");
+    EXPECT_EQ(se_sys_get_MCU_devname("root_usb", dev, sizeof dev), -1);
+}
