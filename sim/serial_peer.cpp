@@ -33,6 +33,10 @@ std::unique_ptr<SerialPeer> SerialPeer::attach(int link, SerialResponder respond
     std::unique_ptr<SerialPeer> peer(new SerialPeer());
     peer->responder_ = std::move(responder);
     peer->master_ = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+    // Inside the appliance /dev/ptmx is a file bound in from the machine, and the kernel can't
+    // find its devpts from there; the instance's own multiplexer serves the same ptys.
+    if (peer->master_ < 0)
+        peer->master_ = ::open("/dev/pts/ptmx", O_RDWR | O_NOCTTY | O_CLOEXEC);
     if (peer->master_ < 0 || grantpt(peer->master_) != 0 || unlockpt(peer->master_) != 0) {
         perror("serial peer: pseudo-terminal");
         return nullptr;
