@@ -16,3 +16,8 @@ halctl="$build/tools/halctl/halctl"
 run() { echo "\$ halctl --root BOX $*"; "$halctl" --root "$box" "$@"; echo; }
 run version
 run appliance
+
+# The boot scan of the board, then what the registry holds.
+run scan
+run enclosures
+run map
