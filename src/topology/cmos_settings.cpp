@@ -12,6 +12,7 @@
 #include "nashal/hal_trace.h"
 #include "nashal/ini_conf.h"
 #include "os/os_seam.h"
+#include "topology/cmos_settings.h"
 
 namespace {
 
@@ -97,6 +98,18 @@ int32_t c2f_bitmap_of_memory_mb(unsigned long long mb) {
 }
 
 }  // namespace
+
+namespace nashal {
+
+bool cmos_read_setting_byte(const char *store_key, uint8_t *byte) {
+    CmosStore store;
+    if (!store_key || !byte || !read_cmos_store(store_key, store))
+        return false;
+    *byte = cmos_read(store);
+    return true;
+}
+
+}  // namespace nashal
 
 extern "C" {
 
