@@ -1,0 +1,184 @@
+// Enclosure services through the tools: the bounded reader of their output, the SES pages read
+// and written through the sg_ses stand-in, inquiry texts through sg_inq, and the rule that a
+// device's own text never reaches a shell.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+
+#include "nashal/comm_ses.h"
+#include "sim/appliance.h"
+#include "sim/fs.h"
+#include "topology/ses_pages.h"
+
+using namespace nashal::sim;
+
+namespace {
+
+TEST(PopenReader, FillsTheBufferToItsLastByteButNotBeyond) {
+    char buf[16];
+    // 15 bytes: exactly size-1.
+    EXPECT_EQ(comm_sys_read_from_popen("printf 123456789012345", buf, sizeof buf), 15);
+    EXPECT_STREQ(buf, "123456789012345");
+    EXPECT_EQ(comm_sys_read_from_popen("printf 1234567890123456", buf, sizeof buf), -1)
+        << "a sixteenth byte would leave no room for the terminator";
+    EXPECT_EQ(comm_sys_read_from_popen("true", buf, sizeof buf), -1)
+        << "a tool that prints nothing has failed, whatever its exit status";
+    EXPECT_EQ(comm_sys_read_from_popen("printf x; exit 3", buf, sizeof buf), 1)
+        << "the exit status is not examined";
+}
+
+TEST(PopenReader, CountsBinaryOutputWithZeros) {
+    char buf[16];
+    ASSERT_EQ(comm_sys_read_from_popen("printf 'a\\000b\\000\\377'", buf, sizeof buf), 5);
+    EXPECT_EQ(std::string(buf, 5), std::string("a\0b\0\xff", 5));
+    EXPECT_EQ(buf[5], '\0');
+}
+
+TEST(PopenReader, EndlessOutputStopsAtTheBufferWithoutHanging) {
+    char buf[64];
+    EXPECT_EQ(comm_sys_read_from_popen("yes", buf, sizeof buf), -1);
+}
+
+TEST(SesOffsets, OverallElementCountsAsIndexOne) {
+    const uint32_t types[][2] = {{4, 3}, {3, 5}, {0x17, 8}};
+    struct {
+        uint32_t type;
+        int index;
+        int result;
+        int offset;
+    } cases[] = {
+        {3, 1, 0, 24}, {4, 3, 0, 16},    {4, 4, -1, 0},    {4, 0, -1, 0},
+        {4, 1, 0, 8},  {0x17, 1, 0, 48}, {0x17, 8, 0, 76}, {2, 1, -1, 0},
+    };
+    for (const auto &c : cases) {
+        int offset = 0;
+        EXPECT_EQ(comm_sys_get_ses_control_element_offset(c.type, c.index, types, 3, &offset),
+                  c.result)
+            << "type " << c.type << " index " << c.index;
+        EXPECT_EQ(offset, c.offset) << "type " << c.type << " index " << c.index;
+    }
+}
+
+TEST(SesDecoders, ConfigPageListsTypesOfTheFirstEnclosure) {
+    unsigned char page[64] = {0x01, 0, 0, 0x30, 0, 0, 0, 0,
+                              // enclosure descriptor: 2 type headers, 4 bytes of identity
+                              0x11, 0, 2, 4, 1, 2, 3, 4,
+                              // type headers
+                              0x17, 12, 0, 0, 0x02, 2, 0, 0};
+    uint32_t types[4][2] = {};
+    ASSERT_EQ(nashal::topology::ses_decode_config_page(page, 24, types, 4, "sg1"), 2);
+    EXPECT_EQ(types[0][0], 0x17u);
+    EXPECT_EQ(types[0][1], 12u);
+    EXPECT_EQ(types[1][0], 0x02u);
+    EXPECT_EQ(types[1][1], 2u);
+    EXPECT_EQ(nashal::topology::ses_decode_config_page(page, 24, types, 1, "sg1"), -1)
+        << "more types than the caller's list holds";
+}
+
+TEST(SesDecoders, RawTextOverflowsAtTheCallersSize) {
+    unsigned char bytes[4];
+    const char text[] = "  02 00\n 00 0c  \n";
+    EXPECT_EQ(nashal::topology::ses_decode_raw_text(text, strlen(text), bytes, 4), 4);
+    EXPECT_EQ(bytes[3], 0x0c);
+    EXPECT_EQ(nashal::topology::ses_decode_raw_text(text, strlen(text), bytes, 3), -1);
+}
+
+class SesStandIn : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        ASSERT_TRUE(app.activate());
+        // Two power supplies, four slots.
+        write_file("/sim/ses/sg5",
+                   "type 0x02 2\ntype 0x17 4\n"
+                   "element 0x02 1 01 00 00 20\n"
+                   "element 0x17 3 01 00 00 00\n");
+    }
+    Appliance app = Appliance::fresh();
+};
+
+TEST_F(SesStandIn, ChangedElementIsSeenByTheNextStatusRead) {
+    uint32_t types[32][2];
+    ASSERT_EQ(comm_sys_get_ses_enc_conf("sg5", types, 32), 2);
+    EXPECT_EQ(types[1][0], 0x17u);
+    EXPECT_EQ(types[1][1], 4u);
+
+    unsigned char page[256];
+    int n = comm_sys_get_ses_enc_status("sg5", page, sizeof page);
+    ASSERT_EQ(n, 8 + 4 * 3 + 4 * 5);
+    int offset = 0;
+    // The library counts the overall element as 1, so its slot 4 is the third slot element
+    // (description index 3).
+    ASSERT_EQ(comm_sys_get_ses_control_element_offset(0x17, 4, types, 2, &offset), 0);
+    EXPECT_EQ(page[offset], 0x01) << "slot element 3 as described";
+
+    // Ask for the locate light of that element: select it, set byte 2 bit 1.
+    page[offset] = 0x80;
+    page[offset + 2] = 0x02;
+    ASSERT_EQ(comm_sys_send_ses_enc_control("sg5", page, n), 0);
+    bool sent = false;
+    for (const auto &line : invocations())
+        if (line.find("/sbin/sg_ses -c -p 0x2 -d 02,00,00,24,") == 0 &&
+            line.find(",80,00,02,00,") != std::string::npos &&
+            line.find(" /dev/sg5") != std::string::npos)
+            sent = true;
+    EXPECT_TRUE(sent) << "the control page goes out as comma-separated hexadecimal bytes";
+
+    unsigned char again[256];
+    ASSERT_EQ(comm_sys_get_ses_enc_status("sg5", again, sizeof again), n);
+    EXPECT_EQ(again[offset + 2], 0x02) << "the locate request did not reach the enclosure";
+    EXPECT_EQ(again[offset - 4 + 2], 0x00) << "a neighbour element changed";
+
+    unsigned char small[16];
+    EXPECT_EQ(comm_sys_get_ses_enc_status("sg5", small, sizeof small), -1);
+    EXPECT_EQ(comm_sys_get_ses_enc_conf("sg9", types, 32), -1) << "no enclosure answers";
+}
+
+TEST_F(SesStandIn, InquiryTextsAreCopiedAsTheDeviceGivesThem) {
+    write_file("/sim/inq/sg7",
+               "type 13\nvendor $(touch /tmp/pwned)\nmodel `reboot`;x\n"
+               "serial   SN 0042 ;rm   \nsas_address 5000c50012345678\n"
+               "naa 5000c500aaaaaaaa\n");
+    char inquiry[128];
+    ASSERT_EQ(comm_sys_get_sas_inquiry_resp("/dev/sg7", inquiry, sizeof inquiry), 0);
+    char vendor[9];
+    char model[17];
+    ASSERT_EQ(comm_sys_parse_sas_vendor_model(inquiry, vendor, model), 0);
+    EXPECT_STREQ(vendor, "$(touch ");
+    EXPECT_STREQ(model, "`reboot`;x      ") << "no trimming of vendor and model";
+
+    char serial[33];
+    ASSERT_EQ(comm_sys_get_sas_serial_resp("/dev/sg7", serial), 0);
+    EXPECT_STREQ(serial, "SN 0042 ;rm");
+
+    unsigned char address[8] = {};
+    ASSERT_EQ(comm_sys_get_sas_target_port_address("sg7", address), 0);
+    const unsigned char expected[8] = {0x50, 0x00, 0xc5, 0x00, 0x12, 0x34, 0x56, 0x78};
+    EXPECT_EQ(memcmp(address, expected, 8), 0) << "the logical unit's NAA was taken instead";
+    EXPECT_FALSE(exists("/tmp/pwned")) << "a device's text was run by a shell";
+}
+
+TEST_F(SesStandIn, HostileNodeNamesAreRefusedBeforeAnyShell) {
+    uint32_t types[32][2];
+    unsigned char page[256] = {};
+    unsigned char address[8];
+    char serial[33];
+    EXPECT_EQ(comm_sys_get_ses_enc_conf("sg5;touch /tmp/pwned", types, 32), -1);
+    EXPECT_EQ(comm_sys_get_ses_enc_status("sg5$(touch /tmp/pwned)", page, sizeof page), -1);
+    EXPECT_EQ(comm_sys_send_ses_enc_control("sg5|touch /tmp/pwned", page, 16), -1);
+    EXPECT_EQ(comm_sys_get_sas_target_port_address("sg`touch /tmp/pwned`", address), -1);
+    EXPECT_EQ(comm_sys_get_sas_serial_resp("/dev/sg1 && touch /tmp/pwned", serial), -1);
+    EXPECT_FALSE(exists("/tmp/pwned"));
+    EXPECT_TRUE(invocations().empty());
+}
+
+TEST(Trim, SpacesGoAtBothEndsButStayInside) {
+    char text[16] = "  A B  ";
+    EXPECT_EQ(comm_sys_remove_prefix_postfix_space(text, sizeof text), 5);
+    EXPECT_STREQ(text, "A B");
+    char full[4] = {' ', 'x', 'y', 'z'};  // no terminator: the last byte is forced to one
+    comm_sys_remove_prefix_postfix_space(full, sizeof full);
+    EXPECT_STREQ(full, "xy");
+}
+
+}  // namespace
