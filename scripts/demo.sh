@@ -21,3 +21,9 @@ run appliance
 run scan
 run enclosures
 run map
+
+# Disks as enumeration sees them, each with the enclosure and bay it maps back to.
+run disks-found root
+run disks-found root_esata
+run disks-found root_usb
+run disks-found root_boot
