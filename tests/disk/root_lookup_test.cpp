@@ -1,0 +1,211 @@
+// Slot lookups on small boards built for each case: how a port number becomes a SCSI host or
+// target, how a PCIe switch is crossed, which slots are skipped, the USB path shapes, the boot
+// flash id, the wait for a block device, and sysfs that is not as it should be.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "nashal/pd_sys.h"
+#include "sim/appliance.h"
+#include "sim/clock.h"
+#include "sim/fs.h"
+#include "sim/sysfs_builders.h"
+
+using namespace nashal::sim;
+
+namespace {
+
+class RootLookup : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        app_ = std::make_unique<Appliance>(Appliance::fresh());
+        ASSERT_TRUE(app_->activate());
+        root_ = t_.pci_root(0, 0);
+    }
+    void model(const std::string &text) { write_file("/etc/model.conf", text); }
+    std::vector<std::string> enumerate(const char *enc) {
+        char *list[MAX_PD_SYS_ENUM] = {};
+        int n = pd_sys_enumerate(enc, list, MAX_PD_SYS_ENUM);
+        std::vector<std::string> out;
+        for (int i = 0; i < n && i < MAX_PD_SYS_ENUM; ++i) {
+            out.push_back(list[i]);
+            free(list[i]);
+        }
+        return out;
+    }
+    std::string lookup(const char *bus, int port, int switch_port = -1) {
+        char id[HAL_ID_LEN] = "";
+        return lookup_disk_in_root(0, bus, nullptr, port, switch_port, id) == 0 ? id : "none";
+    }
+
+    std::unique_ptr<Appliance> app_;
+    SysfsTree t_;
+    std::string root_;
+};
+
+TEST_F(RootLookup, PortIsAHostOfItsOwnOnAtaControllersAndATargetOnSingleHostOnes) {
+    // AHCI: ports 0-3 are ata1-ata4 with hosts 4-7 (another controller took 0-3).
+    auto ahci = t_.pci_function(root_, 0, 0, 0x1f, 2, kPciClassAhci);
+    for (int p = 0; p < 4; ++p) {
+        auto h = t_.ahci_port(ahci, p + 1, p + 4);
+        t_.scsi_device(h, {p + 4, 0, 0, 0}, ScsiDesc::disk(p, "", "ATA", "D"));
+    }
+    // A RAID-style controller: one host, the port is the target.
+    auto raid = t_.pci_function(root_, 0, 0, 3, 0, kPciClassRaid);
+    auto h = t_.scsi_host(raid, 9);
+    t_.scsi_device(h, {9, 0, 2, 0}, ScsiDesc::disk(20, "", "ATA", "D"));
+    t_.scsi_device(h, {9, 0, 3, 0}, ScsiDesc::disk(21, "", "ATA", "D"));
+
+    EXPECT_EQ(lookup("B00:D31:F2", 0), "sg0");
+    EXPECT_EQ(lookup("B00:D31:F2", 2), "sg2") << "DEV_PORT is added to the lowest host";
+    EXPECT_EQ(lookup("B00:D03:F0", 3), "sg21") << "with one host DEV_PORT is the target";
+    EXPECT_EQ(lookup("B00:D03:F0", 1), "none") << "an empty bay";
+}
+
+TEST_F(RootLookup, SwitchNeedsTheDownstreamPortOfTheSlot) {
+    auto rp = t_.pci_bridge(root_, 0, 0, 1, 0, 1);
+    auto sw = t_.pcie_switch(rp, 0, 1, 2);
+    for (int d = 0; d < 2; ++d) {
+        auto ahci = t_.pci_function(sw.downstream[d], 0, sw.downstream_bus[d], 0, 0, kPciClassAhci);
+        auto h = t_.ahci_port(ahci, d + 1, d);
+        t_.scsi_device(h, {d, 0, 0, 0}, ScsiDesc::disk(d, "", "ATA", "D"));
+    }
+    EXPECT_EQ(lookup("B00:D01:F0", 0, 0), "sg0");
+    EXPECT_EQ(lookup("B00:D01:F0", 0, 1), "sg1");
+    EXPECT_EQ(lookup("B00:D01:F0", 0, -1), "none")
+        << "a switch without PCI_SWITCH_PORT can't pick a downstream port";
+}
+
+TEST_F(RootLookup, SlotWithoutPortIsSkippedAndLaterSlotsStillCount) {
+    auto ahci = t_.pci_function(root_, 0, 0, 0x1f, 2, kPciClassAhci);
+    for (int p = 0; p < 2; ++p)
+        t_.scsi_device(t_.ahci_port(ahci, p + 1, p), {p, 0, 0, 0},
+                       ScsiDesc::disk(p, "", "ATA", "D"));
+    model(
+        "[System Disk 1]\nDEV_BUS = B00:D31:F2\n"
+        "[System Disk 2]\nDEV_BUS = B00:D31:F2\nDEV_PORT = 1\n"
+        "[System Disk 3]\nDEV_PORT = 0\n");
+    EXPECT_EQ(enumerate("root"), std::vector<std::string>{"sg1"});
+}
+
+TEST_F(RootLookup, SecondHubLevelLooksTwoHubsDeep) {
+    auto xhci = t_.pci_function(root_, 0, 0, 0x14, 0, kPciClassXhci);
+    auto rh = t_.usb_root_hub(xhci, 4, 4, "480");
+    UsbDesc hub;
+    hub.maxchild = 4;
+    auto h1 = t_.usb_device(rh, 1, hub);
+    auto h2 = t_.usb_device(h1, 1, hub);
+    UsbDesc disk;
+    auto dev = t_.usb_device(h2, 3, disk);
+    auto intf = t_.usb_interface(dev, 0, 8);
+    ASSERT_NE(intf.find("/usb4/4-1/4-1.1/4-1.1.3/4-1.1.3:1.0"), std::string::npos);
+    t_.scsi_device(t_.scsi_host(intf, 6), {6, 0, 0, 0}, ScsiDesc::disk(3, "", "USB", "D"));
+    char *list[4] = {};
+    EXPECT_EQ(lookup_disk_in_root_usb_hub(0, "B00:D20:F0", nullptr, 3, 2, -1, 0, list, 4), 1);
+    ASSERT_NE(list[0], nullptr);
+    EXPECT_STREQ(list[0], "sg3");
+    free(list[0]);
+    EXPECT_EQ(lookup_disk_in_root_usb_hub(0, "B00:D20:F0", nullptr, 3, 1, -1, 0, list, 4), 0)
+        << "one hub level must not find a disk two levels deep";
+}
+
+TEST_F(RootLookup, UsbCountsEveryDiskLunButStoresOnlyWhatFits) {
+    auto xhci = t_.pci_function(root_, 0, 0, 0x14, 0, kPciClassXhci);
+    auto rh = t_.usb_root_hub(xhci, 1, 2, "480");
+    auto intf = t_.usb_interface(t_.usb_device(rh, 2, UsbDesc{}), 0, 8);
+    auto host = t_.scsi_host(intf, 3);
+    for (int lun = 0; lun < 4; ++lun)
+        t_.scsi_device(host, {3, 0, 0, lun}, ScsiDesc::disk(lun, "", "Generic", "SD"));
+    char *list[2] = {};
+    EXPECT_EQ(lookup_disk_in_root_usb_hub(0, "B00:D20:F0", nullptr, 2, 0, -1, 0, list, 2), 4);
+    EXPECT_NE(list[0], nullptr);
+    EXPECT_NE(list[1], nullptr);
+    free(list[0]);
+    free(list[1]);
+    EXPECT_EQ(lookup_disk_in_root_usb_hub(0, "B00:D20:F0", nullptr, 3, 0, -1, 0, list, 2), 0)
+        << "a port beyond the root hub's maxchild is skipped";
+}
+
+TEST_F(RootLookup, FlashBootDeviceGivesExactlyOneId) {
+    model(
+        "[Boot Enclosure]\nMAX_DISK_NUM = 2\nDISK_DRV_TYPE = FLASH\n"
+        "[Boot Disk 1]\nFLASH_SYS_ID_PREFIX = nand\n"
+        "[Boot Disk 2]\nFLASH_SYS_ID_PREFIX = nand\n");
+    EXPECT_EQ(enumerate("root_boot"), std::vector<std::string>{"nand_1"});
+}
+
+TEST_F(RootLookup, PcieSlotWithoutBusSaysSoOnStandardOutput) {
+    model("[System PCIE SLOT 1]\nMAX_PCIE_LINK_WIDTH = 8\n");
+    testing::internal::CaptureStdout();
+    EXPECT_TRUE(enumerate("root_pcie_1").empty());
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "Get DEV_BUS Field failed!\n");
+}
+
+class BlockDeviceWait : public RootLookup {
+  protected:
+    void SetUp() override {
+        RootLookup::SetUp();
+        auto ahci = t_.pci_function(root_, 0, 0, 0x1f, 2, kPciClassAhci);
+        dev_ = t_.scsi_device(t_.ahci_port(ahci, 1, 0), {0, 0, 0, 0},
+                              ScsiDesc::disk(0, "", "ATA", "D"));
+    }
+    void add_block() {
+        write_file(dev_.device + "/block/sdc/dev", "8:32\n");
+        symlink_relative(dev_.device + "/block/sdc", "/sys/block/sdc");
+        symlink_relative(dev_.device, dev_.device + "/block/sdc/device");
+    }
+    ScsiDevice dev_;
+};
+
+TEST_F(BlockDeviceWait, BlockDeviceThatAppearsAfterFiveSecondsIsFound) {
+    clock_at(5000000, [this] { add_block(); });
+    char name[32] = "";
+    int64_t before = clock_slept_us();
+    EXPECT_EQ(get_sd_name("sg0", name, sizeof(name)), 0);
+    EXPECT_STREQ(name, "/dev/sdc");
+    EXPECT_EQ(clock_slept_us() - before, 5000000);
+}
+
+TEST_F(BlockDeviceWait, BlockDeviceThatNeverAppearsFailsAfterThirtySeconds) {
+    char name[32] = "";
+    int64_t before = clock_slept_us();
+    EXPECT_EQ(get_sd_name("sg0", name, sizeof(name)), -1);
+    EXPECT_EQ(clock_slept_us() - before, 30000000) << "the wait is 30 seconds, no more";
+    EXPECT_NE(read_file("/var/log/hal_lib.log").find("get_sd_name"), std::string::npos)
+        << "a disk left out for want of a block device must leave a trace";
+}
+
+TEST_F(RootLookup, MalformedSysfsFailsWithoutACrash) {
+    auto ahci = t_.pci_function(root_, 0, 0, 0x1f, 2, kPciClassAhci);
+    auto d0 =
+        t_.scsi_device(t_.ahci_port(ahci, 1, 0), {0, 0, 0, 0}, ScsiDesc::disk(0, "", "ATA", "D"));
+    auto d1 =
+        t_.scsi_device(t_.ahci_port(ahci, 2, 1), {1, 0, 0, 0}, ScsiDesc::disk(1, "", "ATA", "D"));
+    auto d2 =
+        t_.scsi_device(t_.ahci_port(ahci, 3, 2), {2, 0, 0, 0}, ScsiDesc::disk(2, "", "ATA", "D"));
+    write_file(d0.generic + "/dev", "8:0\n");  // a block major where the generic one belongs
+    remove_tree(d1.generic + "/dev");          // no generic/dev at all
+    EXPECT_EQ(lookup("B00:D31:F2", 0), "none");
+    EXPECT_EQ(lookup("B00:D31:F2", 1), "none");
+    EXPECT_EQ(lookup("B00:D31:F2", 2), "sg2");
+
+    // A link cut short: the sg node's link ends before the device.
+    remove_tree("/sys/class/scsi_generic/sg2");
+    symlink_exact("../../devices/pci0000:00/0000:00:1f.2/ata3", "/sys/class/scsi_generic/sg2");
+    int port = -7;
+    int sw = -7;
+    char enc[HAL_ID_LEN] = "";
+    EXPECT_EQ(get_physical_drive_port("sg2", &port, &sw), -1);
+    EXPECT_EQ(port, -7);
+    PD_Sys_Get_SE_Sys_Id("sg2", enc);
+    EXPECT_STRNE(enc, "root");
+
+    // A controller whose class is neither storage nor bridge.
+    auto odd = t_.pci_function(root_, 0, 0, 5, 0, 0x020000);
+    t_.scsi_device(t_.scsi_host(odd, 7), {7, 0, 0, 0}, ScsiDesc::disk(7, "", "ATA", "D"));
+    EXPECT_EQ(get_physical_drive_port("sg7", &port, &sw), -1);
+}
+
+}  // namespace
