@@ -1,0 +1,91 @@
+// Enumeration of the root enclosure of a 24-bay board (a SAS HBA behind a root port, the bays on
+// the board's expander), beside `lsscsi -g` over the same sysfs tree in the same run: the
+// ordinary tool that lists the same SCSI devices with their generic nodes.
+#include <benchmark/benchmark.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <map>
+#include <string>
+
+#include "nashal/pd_sys.h"
+#include "sim/appliance.h"
+#include "sim/fs.h"
+#include "sim/sysfs_builders.h"
+
+namespace {
+
+using namespace nashal::sim;
+
+constexpr int kBays = 24;
+
+void build_board() {
+    SysfsTree t;
+    auto root = t.pci_root(0, 0);
+    auto rp = t.pci_bridge(root, 0, 0, 1, 0, 1);
+    auto hba = t.pci_function(rp, 0, 1, 0, 0, kPciClassSas, 0x1000, 0x0097);
+    auto host = t.sas_host(hba, 0, 8);
+    auto wide = t.sas_port(host, "port-0:0");
+    auto exp = t.sas_expander(wide, "expander-0:0", 8 + kBays, 0x500304800000007full);
+    std::string model = "[System Enclosure]\nMAX_DISK_NUM = 24\n";
+    for (int i = 0; i < kBays; ++i) {
+        std::string n = std::to_string(i);
+        auto port = t.sas_port(exp, "port-0:0:" + n);
+        symlink_relative(port, exp + "/phy-0:0:" + std::to_string(8 + i) + "/port");
+        auto end = t.sas_end_device(port, 0x5000c50000000000ull + i, 8 + i);
+        t.scsi_device(end, {0, 0, i, 0},
+                      ScsiDesc::disk(i, "sd" + std::string(1, 'a' + i), "SEAGATE", "ST8000NM0075"));
+        model += "[System Disk " + std::to_string(i + 1) +
+                 "]\nDEV_BUS = B00:D01:F0\nDEV_PORT = " + std::to_string(8 + i) + "\n";
+    }
+    write_file("/etc/model.conf", model);
+}
+
+void BM_PdSysEnumerateRoot(benchmark::State &state) {
+    int found = 0;
+    for (auto _ : state) {
+        char *list[MAX_PD_SYS_ENUM] = {};
+        found = pd_sys_enumerate("root", list, MAX_PD_SYS_ENUM);
+        for (int i = 0; i < found && i < MAX_PD_SYS_ENUM; ++i)
+            free(list[i]);
+    }
+    state.counters["disks"] = found;
+}
+BENCHMARK(BM_PdSysEnumerateRoot)->Unit(benchmark::kMillisecond);
+
+void BM_LsscsiBaseline(benchmark::State &state) {
+    for (auto _ : state)
+        benchmark::DoNotOptimize(system("lsscsi -g --sysfsroot=/sys > /dev/null 2>&1"));
+}
+BENCHMARK(BM_LsscsiBaseline)->Unit(benchmark::kMillisecond);
+
+class RatioReporter : public benchmark::ConsoleReporter {
+  public:
+    std::map<std::string, double> times;
+    void ReportRuns(const std::vector<Run> &runs) override {
+        for (const auto &r : runs)
+            times[r.benchmark_name()] = r.GetAdjustedRealTime();
+        ConsoleReporter::ReportRuns(runs);
+    }
+};
+
+}  // namespace
+
+int main(int argc, char **argv) {
+    Appliance app = Appliance::fresh();
+    if (!app.activate())
+        return 1;
+    build_board();
+
+    benchmark::Initialize(&argc, argv);
+    RatioReporter reporter;
+    benchmark::RunSpecifiedBenchmarks(&reporter);
+    benchmark::Shutdown();
+
+    auto a = reporter.times.find("BM_PdSysEnumerateRoot");
+    auto b = reporter.times.find("BM_LsscsiBaseline");
+    if (a != reporter.times.end() && b != reporter.times.end() && b->second > 0)
+        printf("\nratio to baseline:\n  %-22s / %-18s %6.2f\n", a->first.c_str(), b->first.c_str(),
+               a->second / b->second);
+    return 0;
+}
