@@ -31,12 +31,16 @@ const char *const kSkeleton[] = {"etc",     "etc/config", "etc/init.d",   "sys",
                                  "var/log", "lib",        "proc/bus/pci", "sim"};
 
 // Device nodes of the machine that every program needs and that carry no board state.
-const char *const kCarriedNodes[] = {"null", "zero", "full", "random", "urandom", "tty", "ptmx"};
+const char *const kCarriedNodes[] = {"null", "zero", "full", "random", "urandom", "tty"};
 
 struct ViewState {
     int real_root = -1;
     int real_cwd = -1;
     std::string view_dir;
+    // What activation itself put into the appliance directory (stand-in links, mount points for
+    // carried device nodes); taken away again on leaving, so a board's folder keeps only its own
+    // state.
+    std::vector<std::string> scaffolding;
 };
 
 ViewState &view() {
@@ -138,7 +142,7 @@ void install_stand_ins(const std::string &dir) {
     }
 }
 
-bool carry_dev(const std::string &view_dir) {
+bool carry_dev(const std::string &dir, const std::string &view_dir) {
     for (const char *node : kCarriedNodes) {
         std::string target = view_dir + "/dev/" + node;
         if (!exists(target))
@@ -151,6 +155,15 @@ bool carry_dev(const std::string &view_dir) {
     make_dirs(view_dir + "/dev/pts");
     if (!bind_mount("/dev/pts", view_dir + "/dev/pts"))
         return false;
+    // The kernel finds the pseudo-terminal instance from the multiplexer's own file system, so
+    // /dev/ptmx is the one inside the carried /dev/pts, as in a container.
+    std::string ptmx = view_dir + "/dev/ptmx";
+    if (!is_link(ptmx)) {
+        ::unlink(ptmx.c_str());
+        if (::symlink("pts/ptmx", ptmx.c_str()) != 0)
+            return fail("can't link", ptmx);
+        view().scaffolding.push_back(dir + "/dev/ptmx");
+    }
     // A private /dev/shm, as the IPC namespace is private: POSIX shared memory and named
     // semaphores of one test never meet another's.
     make_dirs(view_dir + "/dev/shm");
@@ -213,7 +226,7 @@ bool build_view(const std::string &dir, const std::string &view_dir) {
         if (is_dir(dir + "/lib/" + name) && !bind_mount(dir + "/lib/" + name, view_dir + real))
             return false;
     }
-    return carry_dev(view_dir);
+    return carry_dev(dir, view_dir);
 }
 
 }  // namespace
@@ -245,6 +258,7 @@ const std::vector<std::string> &stand_in_programs() {
         "/sbin/hal_daemon",
         "/sbin/hal_event",
         "/sbin/vcfg",
+        "/sbin/pidof",
         "/usr/sbin/ethtool",
         "/etc/init.d/pd_attach",
         "/etc/init.d/pd_detach",
@@ -354,6 +368,8 @@ void Appliance::deactivate() {
         perror("virtual appliance: leave");
     ::umount2(v.view_dir.c_str(), MNT_DETACH);
     ::rmdir(v.view_dir.c_str());
+    for (const auto &path : v.scaffolding)
+        ::unlink(path.c_str());
     if (::fchdir(v.real_cwd) != 0 && ::chdir("/") != 0)
         perror("virtual appliance: chdir");
     ::close(v.real_root);

@@ -77,8 +77,9 @@ int v_clock_gettime(clockid_t, struct timespec *ts) {
 }
 
 // Waiting for input: real descriptors (a pseudo-terminal peer) may answer, so look for a short
-// real while; if nothing comes, the whole timeout passes on the virtual clock.
-constexpr int kRealGlanceMs = 200;
+// real while; if nothing comes, the whole timeout passes on the virtual clock. The glance is long
+// enough for a peer thread to answer on a loaded two-core machine under the sanitizers.
+constexpr int kRealGlanceMs = 1000;
 
 int v_poll(struct pollfd *fds, nfds_t nfds, int timeout_ms) {
     int glance = timeout_ms < 0 ? kRealGlanceMs : std::min(timeout_ms, kRealGlanceMs);
@@ -102,11 +103,11 @@ int v_select(int nfds, fd_set *readfds, fd_set *writefds, fd_set *exceptfds,
     if (exceptfds)
         e0 = *exceptfds;
     int64_t wait_us = timeout ? timeout->tv_sec * 1000000LL + timeout->tv_usec : -1;
-    struct timeval glance = {0, kRealGlanceMs * 1000};
-    if (wait_us >= 0 && wait_us < kRealGlanceMs * 1000) {
-        glance.tv_sec = 0;
-        glance.tv_usec = static_cast<suseconds_t>(wait_us);
-    }
+    int64_t glance_us = kRealGlanceMs * 1000LL;
+    if (wait_us >= 0 && wait_us < glance_us)
+        glance_us = wait_us;
+    struct timeval glance = {static_cast<time_t>(glance_us / 1000000),
+                             static_cast<suseconds_t>(glance_us % 1000000)};
     int r = select(nfds, readfds, writefds, exceptfds, &glance);
     if (r != 0)
         return r;
