@@ -138,15 +138,16 @@ void install_stand_ins(const std::string &dir) {
             continue;
         if (is_link(link) && exists(link) && is_dir(link))
             continue;
-        symlink_exact(tool, link);
+        if (symlink_exact(tool, link))
+            view().scaffolding.push_back(link);
     }
 }
 
 bool carry_dev(const std::string &dir, const std::string &view_dir) {
     for (const char *node : kCarriedNodes) {
         std::string target = view_dir + "/dev/" + node;
-        if (!exists(target))
-            write_file(target, "");
+        if (!exists(target) && write_file(target, ""))
+            view().scaffolding.push_back(dir + "/dev/" + node);
         if (!exists(std::string("/dev/") + node))
             continue;
         if (!bind_mount(std::string("/dev/") + node, target))
