@@ -12,11 +12,8 @@ using namespace nashal::ini;
 namespace {
 
 std::vector<bool> read_bitmap(const char *file, const char *section, const char *field) {
-    Document doc;
-    if (!field || !read_for_query(file, doc))
-        return {};
-    const std::string *value = doc.find(section, field);
-    return value ? parse_bitmap(value->c_str()) : std::vector<bool>();
+    std::string value;
+    return query(file, section, field, &value) ? parse_bitmap(value.c_str()) : std::vector<bool>();
 }
 
 std::vector<bool> bitmap_of(const Document &doc, const char *section, const char *field) {

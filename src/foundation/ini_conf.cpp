@@ -17,13 +17,10 @@ extern "C" int Ini_Conf_Get_Field(const char *file, const char *section, const c
                                   char *out, int size) {
     if (!out || size <= 0 || !field)
         return -1;
-    Document doc;
-    if (!read_for_query(file, doc))
+    std::string value;
+    if (!query(file, section, field, &value))
         return -1;
-    const std::string *value = doc.find(section, field);
-    if (!value)
-        return -1;
-    nashal::hal_copy(out, static_cast<size_t>(size), value->c_str(), value->size());
+    nashal::hal_copy(out, static_cast<size_t>(size), value.c_str(), value.size());
     return static_cast<int>(strlen(out)) + 1;
 }
 
@@ -41,14 +38,11 @@ extern "C" int Ini_Conf_Get_Field_Int(const char *file, const char *section, con
                                       int32_t *out, int format) {
     if (!out || !field)
         return -1;
-    Document doc;
-    if (!read_for_query(file, doc))
-        return -1;
-    const std::string *value = doc.find(section, field);
-    if (!value)
+    std::string value;
+    if (!query(file, section, field, &value))
         return -1;
     int32_t parsed = 0;
-    if (!parse_int32(value->c_str(), format, &parsed))
+    if (!parse_int32(value.c_str(), format, &parsed))
         return 0;
     *out = parsed;
     return 1;

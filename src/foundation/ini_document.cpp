@@ -9,7 +9,7 @@ bool blank(char c) {
     return c == ' ' || c == '\t' || c == '\r' || c == '\f' || c == '\v';
 }
 
-std::string trim(const std::string &s) {
+std::string_view trim(std::string_view s) {
     size_t b = 0, e = s.size();
     while (b < e && blank(s[b]))
         ++b;
@@ -18,54 +18,85 @@ std::string trim(const std::string &s) {
     return s.substr(b, e - b);
 }
 
-std::string trim(const char *s) {
-    return trim(std::string(s));
+// The section a line stands in, as the walks over a file track it: none before the first
+// section header.
+struct SectionCursor {
+    bool in_section = false;
+    std::string_view name;
+
+    void enter(std::string_view section) {
+        in_section = true;
+        name = section;
+    }
+    // Whether the current section is the one asked for (null: before the first header).
+    bool is(const char *section, std::string_view wanted) const {
+        return section ? in_section && name == wanted : !in_section;
+    }
+};
+
+std::string_view wanted_name(const char *name) {
+    return name ? trim(name) : std::string_view();
 }
 
 }  // namespace
 
-Document::Line Document::classify(std::string text) {
-    Line line{std::move(text), Kind::Other, {}, {}};
-    std::string t = trim(line.text);
-    if (t.empty()) {
-        line.kind = Kind::Blank;
-    } else if (t[0] == ';' || t[0] == '#') {
-        line.kind = Kind::Comment;
-    } else if (t[0] == '[') {
+LineView scan_line(std::string_view line) {
+    std::string_view t = trim(line);
+    if (t.empty())
+        return {LineKind::Blank, {}, {}};
+    if (t[0] == ';' || t[0] == '#')
+        return {LineKind::Comment, {}, {}};
+    if (t[0] == '[') {
         size_t close = t.rfind(']');
-        if (close != std::string::npos) {
-            line.kind = Kind::Section;
-            line.name = trim(t.substr(1, close - 1));
-        }
-    } else if (size_t eq = t.find('='); eq != std::string::npos) {
-        line.kind = Kind::Field;
-        line.name = trim(t.substr(0, eq));
-        line.value = trim(t.substr(eq + 1));
+        if (close == std::string_view::npos)
+            return {LineKind::Other, {}, {}};
+        return {LineKind::Section, trim(t.substr(1, close - 1)), {}};
     }
-    return line;
+    size_t eq = t.find('=');
+    if (eq == std::string_view::npos)
+        return {LineKind::Other, {}, {}};
+    return {LineKind::Field, trim(t.substr(0, eq)), trim(t.substr(eq + 1))};
 }
 
-Document::Line Document::field_line(const std::string &field, const std::string &value) {
-    std::string name = trim(field);
-    std::string v = trim(value);
+bool lookup(std::string_view bytes, const char *section, const char *field, std::string *value) {
+    if (!field)
+        return false;
+    std::string_view key = trim(field), sec = wanted_name(section);
+    SectionCursor cursor;
+    while (!bytes.empty()) {
+        size_t nl = bytes.find('\n');
+        std::string_view line = bytes.substr(0, nl);
+        bytes = nl == std::string_view::npos ? std::string_view() : bytes.substr(nl + 1);
+        LineView v = scan_line(line);
+        if (v.kind == LineKind::Section) {
+            cursor.enter(v.name);
+        } else if (v.kind == LineKind::Field && v.name == key && cursor.is(section, sec)) {
+            if (value)
+                value->assign(v.value);
+            return true;
+        }
+    }
+    return false;
+}
+
+Document::Line Document::classify(std::string text) {
+    LineView v = scan_line(text);
+    return Line{text, v.kind, std::string(v.name), std::string(v.value)};
+}
+
+Document::Line Document::field_line(std::string_view field, std::string_view value) {
+    std::string name(trim(field)), v(trim(value));
     std::string text = v.empty() ? name + " =" : name + " = " + v;
-    return Line{text, Kind::Field, name, v};
-}
-
-bool Document::same_section(const std::string *line_section, const char *section) {
-    if (!section)
-        return line_section == nullptr;
-    return line_section && *line_section == trim(section);
+    return Line{text, LineKind::Field, name, v};
 }
 
 Document Document::parse(const char *data, size_t size) {
     Document doc;
-    size_t start = 0;
-    while (start < size) {
-        const void *nl = std::memchr(data + start, '\n', size - start);
-        size_t end = nl ? static_cast<size_t>(static_cast<const char *>(nl) - data) : size;
-        doc.lines_.push_back(classify(std::string(data + start, end - start)));
-        start = end + 1;
+    std::string_view bytes(data, size);
+    while (!bytes.empty()) {
+        size_t nl = bytes.find('\n');
+        doc.lines_.push_back(classify(std::string(bytes.substr(0, nl))));
+        bytes = nl == std::string_view::npos ? std::string_view() : bytes.substr(nl + 1);
     }
     return doc;
 }
@@ -82,12 +113,12 @@ std::string Document::serialize() const {
 const std::string *Document::find(const char *section, const char *field) const {
     if (!field)
         return nullptr;
-    std::string key = trim(field);
-    const std::string *current = nullptr;
+    std::string_view key = trim(field), sec = wanted_name(section);
+    SectionCursor cursor;
     for (const Line &l : lines_) {
-        if (l.kind == Kind::Section)
-            current = &l.name;
-        else if (l.kind == Kind::Field && l.name == key && same_section(current, section))
+        if (l.kind == LineKind::Section)
+            cursor.enter(l.name);
+        else if (l.kind == LineKind::Field && l.name == key && cursor.is(section, sec))
             return &l.value;
     }
     return nullptr;
@@ -96,47 +127,44 @@ const std::string *Document::find(const char *section, const char *field) const 
 bool Document::has_section(const char *section) const {
     if (!section)
         return true;
-    std::string name = trim(section);
+    std::string_view name = trim(section);
     for (const Line &l : lines_)
-        if (l.kind == Kind::Section && l.name == name)
+        if (l.kind == LineKind::Section && l.name == name)
             return true;
     return false;
 }
 
 bool Document::set(const char *section, const char *field, const std::string &value) {
-    std::string key = trim(field);
-    const std::string *current = nullptr;
-    // Where the section's first block ends (after its last non-blank line), if it is present.
+    std::string_view key = trim(field), sec = wanted_name(section);
+    SectionCursor cursor;
+    // The field goes behind the last field of the section's first block: a comment after it
+    // may well belong to the next section. Before the first header when the section is null.
     bool section_seen = section == nullptr;
-    size_t insert_at = 0;
     bool in_block = section == nullptr;
+    size_t insert_at = 0;
     for (size_t i = 0; i < lines_.size(); ++i) {
         Line &l = lines_[i];
-        if (l.kind == Kind::Section) {
-            current = &l.name;
-            if (in_block && section_seen)
-                in_block = false;
-            if (!section_seen && same_section(current, section)) {
-                section_seen = true;
-                in_block = true;
+        if (l.kind == LineKind::Section) {
+            cursor.enter(l.name);
+            in_block = false;
+            if (!section_seen && cursor.is(section, sec)) {
+                section_seen = in_block = true;
                 insert_at = i + 1;
             }
             continue;
         }
-        if (l.kind == Kind::Field && l.name == key && same_section(current, section)) {
-            std::string v = trim(value);
-            if (l.value == v)
+        if (l.kind == LineKind::Field && l.name == key && cursor.is(section, sec)) {
+            if (l.value == trim(value))
                 return false;
-            l = field_line(key, v);
+            l = field_line(key, value);
             return true;
         }
-        // A new field goes behind the section's last field; a comment after it may well
-        // belong to the next section.
-        if (in_block && (l.kind == Kind::Field || l.kind == Kind::Other))
+        if (in_block && (l.kind == LineKind::Field || l.kind == LineKind::Other))
             insert_at = i + 1;
     }
     if (!section_seen) {
-        lines_.push_back(Line{"[" + trim(section) + "]", Kind::Section, trim(section), {}});
+        std::string name(sec);
+        lines_.push_back(Line{"[" + name + "]", LineKind::Section, name, {}});
         insert_at = lines_.size();
     }
     lines_.insert(lines_.begin() + static_cast<std::ptrdiff_t>(insert_at), field_line(key, value));
@@ -144,22 +172,20 @@ bool Document::set(const char *section, const char *field, const std::string &va
 }
 
 bool Document::remove_field(const char *section, const char *field) {
-    std::string key = trim(field);
-    std::string current_name;
-    const std::string *current = nullptr;
+    std::string_view key = trim(field), sec = wanted_name(section);
+    SectionCursor cursor;
     std::vector<Line> kept;
     kept.reserve(lines_.size());
     bool changed = false;
     for (Line &l : lines_) {
-        if (l.kind == Kind::Section) {
-            current_name = l.name;
-            current = &current_name;
-        }
-        if (l.kind == Kind::Field && l.name == key && same_section(current, section)) {
+        if (l.kind == LineKind::Field && l.name == key && cursor.is(section, sec)) {
             changed = true;
             continue;
         }
         kept.push_back(std::move(l));
+        // The cursor looks at the moved line: kept has its room reserved and doesn't move.
+        if (kept.back().kind == LineKind::Section)
+            cursor.enter(kept.back().name);
     }
     lines_ = std::move(kept);
     return changed;
@@ -168,12 +194,12 @@ bool Document::remove_field(const char *section, const char *field) {
 bool Document::remove_section(const char *section) {
     if (!section)
         return false;
-    std::string name = trim(section);
+    std::string_view name = trim(section);
     std::vector<Line> kept;
     kept.reserve(lines_.size());
     bool dropping = false, changed = false;
     for (Line &l : lines_) {
-        if (l.kind == Kind::Section)
+        if (l.kind == LineKind::Section)
             dropping = l.name == name;
         if (dropping) {
             changed = true;
@@ -192,7 +218,7 @@ bool valid_section_name(const char *section) {
 bool valid_field_name(const char *field) {
     if (!field || std::strchr(field, '\n') || std::strchr(field, '\r') || std::strchr(field, '='))
         return false;
-    std::string t = trim(field);
+    std::string_view t = trim(field);
     return !t.empty() && t[0] != '[' && t[0] != ';' && t[0] != '#';
 }
 

@@ -14,9 +14,24 @@
 
 #include <cstddef>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace nashal::ini {
+
+enum class LineKind { Blank, Comment, Section, Field, Other };
+
+// One line as the parser understands it; name and value point into the line.
+struct LineView {
+    LineKind kind;
+    std::string_view name;   // section or field name, blanks cut
+    std::string_view value;  // field value, blanks cut
+};
+LineView scan_line(std::string_view line);
+
+// The value of one field straight from a file's bytes, without building a document: what a
+// query does. A null section names the fields before the first section. False when absent.
+bool lookup(std::string_view bytes, const char *section, const char *field, std::string *value);
 
 class Document {
   public:
@@ -34,17 +49,14 @@ class Document {
     bool remove_section(const char *section);
 
   private:
-    enum class Kind { Blank, Comment, Section, Field, Other };
     struct Line {
         std::string text;  // as read, without the line end
-        Kind kind;
+        LineKind kind;
         std::string name;  // section or field name
         std::string value;
     };
     static Line classify(std::string text);
-    static Line field_line(const std::string &field, const std::string &value);
-    // Whether the section of a line (null: before the first section) is the one asked for.
-    static bool same_section(const std::string *line_section, const char *section);
+    static Line field_line(std::string_view field, std::string_view value);
 
     std::vector<Line> lines_;
 };

@@ -121,20 +121,21 @@ bool durable(const std::string &path) {
     return path.rfind("/etc/config/", 0) == 0;
 }
 
-bool load(const std::string &path, Document &doc, bool *existed) {
-    if (existed)
-        *existed = false;
+namespace {
+
+// The whole file; false when it exists but can't be read, true with *existed false when it
+// is missing.
+bool read_all(const std::string &path, std::string &bytes, bool *existed) {
+    *existed = false;
+    bytes.clear();
     FileDescriptor fd(open(path.c_str(), O_RDONLY | O_CLOEXEC));
     if (!fd) {
-        if (errno == ENOENT || errno == ENOTDIR) {
-            doc = Document();
+        if (errno == ENOENT || errno == ENOTDIR)
             return true;
-        }
         ERR_TRACE(HAL_TRACE_WARN, "%s: can't open %s due to %s!\n", __func__, path.c_str(),
                   strerror(errno));
         return false;
     }
-    std::string bytes;
     char buf[4096];
     for (;;) {
         ssize_t n = read(fd.get(), buf, sizeof buf);
@@ -149,9 +150,20 @@ bool load(const std::string &path, Document &doc, bool *existed) {
             break;
         bytes.append(buf, static_cast<size_t>(n));
     }
+    *existed = true;
+    return true;
+}
+
+}  // namespace
+
+bool load(const std::string &path, Document &doc, bool *existed) {
+    std::string bytes;
+    bool found = false;
+    if (!read_all(path, bytes, &found))
+        return false;
     doc = Document::parse(bytes.data(), bytes.size());
     if (existed)
-        *existed = true;
+        *existed = found;
     return true;
 }
 
@@ -207,10 +219,15 @@ ChangeLock::ChangeLock(const std::string &path) {
     ok_ = lock_exclusive(fd);
 }
 
-bool read_for_query(const char *file, Document &doc) {
+bool read_for_query(const char *file, std::string &bytes) {
     std::string path = store_path(file);
     bool existed = false;
-    return !path.empty() && load(path, doc, &existed) && existed;
+    return !path.empty() && read_all(path, bytes, &existed) && existed;
+}
+
+bool query(const char *file, const char *section, const char *field, std::string *value) {
+    std::string bytes;
+    return read_for_query(file, bytes) && lookup(bytes, section, field, value);
 }
 
 }  // namespace nashal::ini

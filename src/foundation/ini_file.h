@@ -75,9 +75,12 @@ int change(const char *file, Edit edit) {
     return result;
 }
 
-// Reads one file for a query. False when the path is unusable or the file is missing or
-// unreadable.
-bool read_for_query(const char *file, Document &doc);
+// Reads one file's bytes for a query. False when the path is unusable or the file is missing
+// or unreadable.
+bool read_for_query(const char *file, std::string &bytes);
+
+// The value of one field for a query; false when the file or field is absent.
+bool query(const char *file, const char *section, const char *field, std::string *value);
 
 }  // namespace nashal::ini
 
