@@ -125,22 +125,34 @@ std::string stand_in_binary() {
     return {};
 }
 
+// Where the stand-in program stands inside the view: in the view's own root, because the
+// folder it was built in may be hidden by the appliance (a build tree under /tmp).
+constexpr const char *kStandInInView = "/.nashal-sim/nashal-sim-tool";
+
 // Links each stand-in into the appliance unless the board brings its own program there.
 void install_stand_ins(const std::string &dir) {
-    std::string tool = stand_in_binary();
-    if (tool.empty()) {
-        fprintf(stderr, "virtual appliance: stand-in program not found; outside programs fail\n");
-        return;
-    }
     for (const auto &prog : stand_in_programs()) {
         std::string link = dir + prog;
         if (exists(link) && !is_link(link))
             continue;
         if (is_link(link) && exists(link) && is_dir(link))
             continue;
-        if (symlink_exact(tool, link))
+        if (symlink_exact(kStandInInView, link))
             view().scaffolding.push_back(link);
     }
+}
+
+// Carries the stand-in program into the view.
+bool carry_stand_in(const std::string &view_dir) {
+    std::string tool = stand_in_binary();
+    if (tool.empty()) {
+        fprintf(stderr, "virtual appliance: stand-in program not found; outside programs fail\n");
+        return true;
+    }
+    std::string target = view_dir + kStandInInView;
+    if (!write_file(target, "", 0755))
+        return fail("can't place the stand-in", target);
+    return bind_mount(tool, target);
 }
 
 bool carry_dev(const std::string &dir, const std::string &view_dir) {
@@ -227,7 +239,7 @@ bool build_view(const std::string &dir, const std::string &view_dir) {
         if (is_dir(dir + "/lib/" + name) && !bind_mount(dir + "/lib/" + name, view_dir + real))
             return false;
     }
-    return carry_dev(dir, view_dir);
+    return carry_stand_in(view_dir) && carry_dev(dir, view_dir);
 }
 
 }  // namespace
