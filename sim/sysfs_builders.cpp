@@ -84,7 +84,7 @@ std::string SysfsTree::pci_root(int domain, int bus) {
     std::string path = fmt("/sys/devices/pci%04x:%02x", domain, bus);
     make_dirs(at(path));
     std::string bus_dir = fmt("%s/pci_bus/%04x:%02x", path.c_str(), domain, bus);
-    make_dirs(at(bus_dir));
+    attribute(bus_dir, "cpuaffinity", "ff\n");
     link(bus_dir, fmt("/sys/class/pci_bus/%04x:%02x", domain, bus));
     return path;
 }
@@ -105,7 +105,8 @@ std::string SysfsTree::pci_bridge(const std::string &parent, int domain, int bus
                                   int function, int secondary_bus) {
     std::string path = pci_function(parent, domain, bus, device, function, kPciClassBridge);
     std::string bus_dir = fmt("%s/pci_bus/%04x:%02x", path.c_str(), domain, secondary_bus);
-    make_dirs(at(bus_dir));
+    // The kernel's bus folder holds attributes; one keeps the folder in a board kept in git.
+    attribute(bus_dir, "cpuaffinity", "ff\n");
     link(bus_dir, fmt("/sys/class/pci_bus/%04x:%02x", domain, secondary_bus));
     return path;
 }
