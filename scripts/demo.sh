@@ -27,3 +27,7 @@ run disks-found root
 run disks-found root_esata
 run disks-found root_usb
 run disks-found root_boot
+
+# Board settings kept in CMOS: power-loss policy and EuP.
+run cmos recovery
+run cmos eup
