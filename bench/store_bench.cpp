@@ -1,6 +1,11 @@
-// What a store call and a trace call cost, each beside the least work that could do its job:
-// a query against one plain read of the file, a change against one plain write and rename, a
-// suppressed trace against opening and locking its lock file. Runs inside a virtual appliance.
+// What a store call and a trace call cost, each beside the least work that could do its job,
+// measured in the same run:
+//   - a query against opening, reading whole and closing the same file;
+//   - a change against writing a temporary copy of the file and renaming it over the file;
+//   - a suppressed trace against opening its lock file, locking, unlocking, a failed open of the
+//     trace configuration file and closing the lock file.
+// The store file is a big one for this system: 30 sections of 20 fields. The ratios are printed
+// after the table. Runs inside a virtual appliance.
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
 #include <unistd.h>
@@ -8,6 +13,7 @@
 #include <cstdio>
 #include <map>
 #include <string>
+#include <vector>
 
 #include "nashal/hal_trace.h"
 #include "nashal/ini_conf.h"
@@ -16,72 +22,76 @@
 
 namespace {
 
-constexpr const char *kEncConf = "/etc/enclosure_0.conf";
+constexpr const char *kConf = "/etc/enclosure_0.conf";
+constexpr const char *kConfTmp = "/etc/.enclosure_0.conf.tmp";
+constexpr int kSections = 30;
+constexpr int kFields = 20;
 
-// An enclosure file of a 24-bay box: an index and one section per disk.
-std::string enclosure_file() {
-    std::string text = "[Index]\npd_bitmap = 0xFFFFFF\n[Global]\nmax_disk_num = 24\n";
-    for (int port = 1; port <= 24; ++port) {
-        text += "[PhysicalDisk_" + std::to_string(port) + "]\n";
-        text += "pd_sys_id = sg" + std::to_string(port) + "\n";
-        text += "vendor = ATA\nmodel = WDC WD40EFRX-68N32N0\nserial = WD-WCC7K0ABCDEF\n";
-        text += "revision = 82.00A82\ncapacity = 7814037168\nlink_speed = 7\n";
-        text += "wwn = 50014ee2b5c3d4e5\nstatus = 0\ncapabilities = 0x3\n";
+// 30 sections of 20 fields each, shaped like the registry's disk sections.
+std::string store_file() {
+    std::string text;
+    for (int s = 1; s <= kSections; ++s) {
+        text += "[PhysicalDisk_" + std::to_string(s) + "]\n";
+        for (int f = 1; f <= kFields; ++f)
+            text +=
+                "field_" + std::to_string(f) + " = value WD-WCC7K0" + std::to_string(s * f) + "\n";
     }
     return text;
 }
 
 void BM_ReadBaseline(benchmark::State &state) {
-    char buf[8192];
+    static char buf[65536];
     for (auto _ : state) {
-        int fd = open(kEncConf, O_RDONLY);
-        ssize_t n = read(fd, buf, sizeof buf);
+        int fd = open(kConf, O_RDONLY | O_CLOEXEC);
+        ssize_t total = 0, n;
+        while ((n = read(fd, buf, sizeof buf)) > 0)
+            total += n;
         close(fd);
-        benchmark::DoNotOptimize(n);
+        benchmark::DoNotOptimize(total);
     }
 }
 BENCHMARK(BM_ReadBaseline);
 
+// The last field of the last section: the whole file is scanned.
 void BM_GetField(benchmark::State &state) {
     char buf[64];
     for (auto _ : state)
-        benchmark::DoNotOptimize(Ini_Conf_Get_Field(kEncConf, "PhysicalDisk_24", "serial", buf,
-                                                    sizeof buf));
+        benchmark::DoNotOptimize(
+            Ini_Conf_Get_Field(kConf, "PhysicalDisk_30", "field_20", buf, sizeof buf));
 }
 BENCHMARK(BM_GetField);
 
-void BM_GetBit(benchmark::State &state) {
-    for (auto _ : state)
-        benchmark::DoNotOptimize(Ini_Conf_Bitmap_Is_Bit_Set(kEncConf, "Index", "pd_bitmap", 23));
-}
-BENCHMARK(BM_GetBit);
-
 void BM_WriteBaseline(benchmark::State &state) {
-    std::string text = enclosure_file();
+    std::string text = store_file();
     for (auto _ : state) {
-        int fd = open("/etc/.enclosure_0.conf.tmp", O_WRONLY | O_CREAT | O_TRUNC, 0644);
+        int fd = open(kConfTmp, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
         benchmark::DoNotOptimize(write(fd, text.data(), text.size()));
         close(fd);
-        rename("/etc/.enclosure_0.conf.tmp", kEncConf);
+        rename(kConfTmp, kConf);
     }
 }
 BENCHMARK(BM_WriteBaseline);
 
+// A field in the middle of the file, changed on every call so that every call writes.
 void BM_SetField(benchmark::State &state) {
     int i = 0;
     for (auto _ : state)
-        Ini_Conf_Set_Field(kEncConf, "PhysicalDisk_24", "status", ++i % 2 ? "1" : "0");
+        benchmark::DoNotOptimize(
+            Ini_Conf_Set_Field(kConf, "PhysicalDisk_15", "field_10", ++i % 2 ? "1" : "0"));
 }
 BENCHMARK(BM_SetField);
 
 void BM_TraceBaseline(benchmark::State &state) {
     for (auto _ : state) {
-        int fd = open("/var/lock/hal_lib.log.lck", O_RDWR | O_CREAT, 0700);
+        int fd = open("/var/lock/hal_lib.log.lck", O_RDWR | O_CREAT | O_CLOEXEC, 0700);
         struct flock fl = {};
         fl.l_type = F_WRLCK;
         fcntl(fd, F_SETLKW, &fl);
         fl.l_type = F_UNLCK;
         fcntl(fd, F_SETLK, &fl);
+        int conf = open("/var/log/hal_lib.log.conf", O_RDONLY | O_CLOEXEC);
+        if (conf >= 0)
+            close(conf);
         close(fd);
     }
 }
@@ -89,7 +99,8 @@ BENCHMARK(BM_TraceBaseline);
 
 void BM_TraceSuppressed(benchmark::State &state) {
     for (auto _ : state)
-        ERR_TRACE(HAL_TRACE_DETAIL, "%s: register 0x%02x = 0x%02x\n", "bench", 0x2e, 0x87);
+        benchmark::DoNotOptimize(
+            ERR_TRACE(HAL_TRACE_DETAIL, "%s: register 0x%02x = 0x%02x\n", "bench", 0x2e, 0x87));
 }
 BENCHMARK(BM_TraceSuppressed);
 
@@ -111,22 +122,29 @@ int main(int argc, char **argv) {
     nashal::sim::Appliance app = nashal::sim::Appliance::fresh();
     if (!app.activate())
         return 1;
-    nashal::sim::write_file(kEncConf, enclosure_file());
+    if (!nashal::sim::write_file(kConf, store_file()))
+        return 1;
+    // No trace configuration file: the suppressed trace's open of it fails, as the baseline's.
+    unlink("/var/log/hal_lib.log.conf");
 
     benchmark::Initialize(&argc, argv);
     RatioReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
     benchmark::Shutdown();
 
-    const char *pairs[][2] = {{"BM_GetField", "BM_ReadBaseline"},
-                              {"BM_GetBit", "BM_ReadBaseline"},
-                              {"BM_SetField", "BM_WriteBaseline"},
-                              {"BM_TraceSuppressed", "BM_TraceBaseline"}};
-    printf("\nratio to baseline:\n");
-    for (auto &p : pairs) {
-        auto a = reporter.times.find(p[0]), b = reporter.times.find(p[1]);
+    struct Target {
+        const char *name, *baseline;
+        double limit;
+    };
+    const Target targets[] = {{"BM_GetField", "BM_ReadBaseline", 1.5},
+                              {"BM_SetField", "BM_WriteBaseline", 2.0},
+                              {"BM_TraceSuppressed", "BM_TraceBaseline", 1.5}};
+    printf("\nratio to baseline (target):\n");
+    for (const Target &t : targets) {
+        auto a = reporter.times.find(t.name), b = reporter.times.find(t.baseline);
         if (a != reporter.times.end() && b != reporter.times.end() && b->second > 0)
-            printf("  %-20s / %-18s %6.2f\n", p[0], p[1], a->second / b->second);
+            printf("  %-20s / %-18s %6.2f  (<= %.1f)\n", t.name, t.baseline, a->second / b->second,
+                   t.limit);
     }
     return 0;
 }
