@@ -24,7 +24,9 @@ int recovery(halctl::Context &ctx) {
         return halctl::usage_error(ctx, "cmos recovery takes at most a mode");
     if (ctx.args.size() == 2) {
         long long mode = 0;
-        if (!halctl::parse_int(ctx.args[1], mode) || mode < 0 || mode > 4)
+        // Modes 3 and 4 live in the Super I/O only: the library accepts them here and leaves
+        // the byte alone, so reporting them as set would tell the engineer something untrue.
+        if (!halctl::parse_int(ctx.args[1], mode) || mode < 0 || mode > 2)
             return halctl::usage_error(ctx, "MODE is 0, 1 or 2 (3 and 4 are not kept in CMOS)");
         if (comm_sys_set_power_recovery_mode_to_cmos(static_cast<int>(mode), 1) != 0)
             return halctl::failure("the model file names no CMOS store for the power byte");
