@@ -62,9 +62,12 @@ class LinkLock {
 
 // 115200 baud, 8 data bits, no parity, receiver on, modem lines ignored, input parity errors
 // ignored, no other processing; pending input is dropped first so that a stale byte can't pass
-// for the answer.
+// for the answer. The line is opened without blocking: a port whose settings were left without
+// CLOCAL would otherwise wait in open() for a carrier that a CPLD or MCU never raises, with the
+// link's lock held. Once CLOCAL is set the descriptor goes back to blocking reads and writes.
 nashal::FileDescriptor open_link(int link) {
-    nashal::FileDescriptor fd(::open(link_device(link), O_RDWR | O_NOCTTY | O_CLOEXEC));
+    nashal::FileDescriptor fd(
+        ::open(link_device(link), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
     if (!fd)
         return fd;
     struct termios tio;
@@ -79,6 +82,9 @@ nashal::FileDescriptor open_link(int link) {
     cfsetospeed(&tio, B115200);
     tcflush(fd.get(), TCIFLUSH);
     tcsetattr(fd.get(), TCSANOW, &tio);
+    int flags = ::fcntl(fd.get(), F_GETFL);
+    if (flags >= 0)
+        ::fcntl(fd.get(), F_SETFL, flags & ~O_NONBLOCK);
     return fd;
 }
 
