@@ -33,7 +33,9 @@ struct CmosStore {
     uint8_t index = 0;
 };
 
-// "70,7E": port and index, hexadecimal. A missing key or a value without "," is no store.
+// "70,7E": port and index, hexadecimal. A missing key or a value without "," is no store, and
+// so is a port pair or an index that doesn't fit the I/O space or the CMOS: cut down to 16 and
+// 8 bits, such a value would land on some other port or byte (10070 on the real CMOS at 70).
 bool read_cmos_store(const char *key, CmosStore &store) {
     char value[HAL_ID_LEN] = {};
     if (Ini_Conf_Get_Field(kModelConf, kModelSection, key, value, sizeof(value)) < 0)
@@ -41,10 +43,14 @@ bool read_cmos_store(const char *key, CmosStore &store) {
     const char *comma = std::strchr(value, ',');
     if (!comma)
         return false;
-    store.port = static_cast<uint16_t>(std::strtoul(value, nullptr, 16));
-    store.index = static_cast<uint8_t>(std::strtoul(comma + 1, nullptr, 16));
-    // Permission for the index and the data port; on a machine without it the accesses below
-    // simply read 0xff, which the callers' validity tests catch.
+    unsigned long port = std::strtoul(value, nullptr, 16);
+    unsigned long index = std::strtoul(comma + 1, nullptr, 16);
+    if (port > 0xFFFEul || index > 0xFFul)
+        return false;
+    store.port = static_cast<uint16_t>(port);
+    store.index = static_cast<uint8_t>(index);
+    // Permission for the index and the data port. Its result is not looked at: the library
+    // runs with the privilege to reach the ports, and the byte is then read or written anyway.
     os_ioperm(store.port, 2, 1);
     return true;
 }

@@ -31,6 +31,7 @@ class CmosSettings : public ::testing::Test {
         set_memory_mb(16384);
     }
     std::string log() const { return read_file("/var/log/hal_lib.log"); }
+    void ExpectEveryCmosCallFails(const std::string &model);
 
     Appliance app_ = Appliance::fresh();
     std::shared_ptr<CmosModel> cmos_;
@@ -147,7 +148,18 @@ TEST_F(CmosSettings, InitialisedByBiosWhenTheLowFiveBitsAreOne) {
 }
 
 TEST_F(CmosSettings, WithoutAStoreEveryCmosCallFailsSoCallersTryAnotherMethod) {
-    write_file("/etc/model.conf", "[System Enclosure]\nPWR_RECOVERY_CMOS_STORE = 707E\n");
+    for (const char *model :
+         {"[System Enclosure]\nPWR_RECOVERY_CMOS_STORE = 707E\n",
+          // Ports and indexes that don't fit would wrap onto the real CMOS at 70, 7E.
+          "[System Enclosure]\nPWR_RECOVERY_CMOS_STORE = 10070,7E\nC2F_CMOS_STORE = 10070,5C\n",
+          "[System Enclosure]\nPWR_RECOVERY_CMOS_STORE = 70,17E\nC2F_CMOS_STORE = 70,15C\n"}) {
+        write_file("/etc/model.conf", model);
+        ExpectEveryCmosCallFails(model);
+    }
+}
+
+void CmosSettings::ExpectEveryCmosCallFails(const std::string &model) {
+    SCOPED_TRACE(model);
     int32_t mode = kUntouched, enable = 0, size = 0;
     EXPECT_EQ(comm_sys_get_power_recovery_mode_from_cmos(&mode, 1), -1);
     EXPECT_EQ(mode, kUntouched);

@@ -37,6 +37,14 @@ TEST(IoPorts, PortGetsTheLowByteAndBitsAreActiveLow) {
             << "bit " << c.bit << " on " << c.on << " from 0x" << std::hex << int(c.before);
     }
     EXPECT_EQ(ports->value(0x378), 0xA5) << "the neighbouring port was touched";
+
+    // A port beyond the I/O space (a garbage model value) must not wrap onto a real port.
+    for (int port : {0x10378, 0x10379, -1}) {
+        EXPECT_EQ(common_sys_set_ioport(port, 0x00), 0);
+        EXPECT_EQ(common_sys_set_ioport_bit(port, 0, 1), 0);
+    }
+    EXPECT_EQ(ports->value(0x378), 0xA5) << "port 0x10378 wrote to 0x378";
+    EXPECT_EQ(ports->value(0x379), 0x5A) << "port 0x10379 wrote to 0x379";
 }
 
 TEST(Gpiolib, PinValueIsWrittenAndReadThroughItsValueFile) {
