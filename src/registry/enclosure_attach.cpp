@@ -5,8 +5,10 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <vector>
 
 #include "foundation/shell_command.h"
+#include "foundation/text.h"
 #include "nashal/hal_se.h"
 #include "nashal/hal_trace.h"
 #include "nashal/ini_conf.h"
@@ -19,6 +21,26 @@ using namespace nashal::registry;
 namespace {
 
 constexpr int kLogCommandLen = 256;
+
+// The enclosures whose attach is under way in this thread, outermost first. The backend never
+// names a cycle of parents, but if one did, attaching the parent first would recurse until the
+// stack runs out; the repeated enclosure is refused instead, and the rest of the cycle then
+// fails the parent's stack id test.
+thread_local std::vector<std::string> g_attaching;
+
+struct AttachInProgress {
+    explicit AttachInProgress(const char *enc_sys_id) { g_attaching.emplace_back(enc_sys_id); }
+    ~AttachInProgress() { g_attaching.pop_back(); }
+    AttachInProgress(const AttachInProgress &) = delete;
+    AttachInProgress &operator=(const AttachInProgress &) = delete;
+};
+
+bool attach_under_way(const char *enc_sys_id) {
+    for (const auto &id : g_attaching)
+        if (id == enc_sys_id)
+            return true;
+    return false;
+}
 
 // The parent needs no attach of its own when it is a prefix of this enclosure's id (the root for
 // its own sub-enclosures, an empty parent, the enclosure itself) or is attached already.
@@ -53,6 +75,16 @@ void set_text(const char *section, const char *field, const char *value) {
     Ini_Conf_Set_Field(HAL_CONF_FILE, section, field, value);
 }
 
+// A text of the record fills its array and is terminated only where the writer's limit left
+// room: a full vendor or model holds no terminator, and is stored as it stands, never with the
+// next field run on.
+template <size_t N>
+void set_record_text(const char *section, const char *field, const char (&value)[N]) {
+    char text[N + 1];
+    nashal::hal_copy(text, sizeof text, value, N);
+    set_text(section, field, text);
+}
+
 }  // namespace
 
 extern "C" int se_write_conf(int enc_id, ENC_INFO *info) {
@@ -61,7 +93,7 @@ extern "C" int se_write_conf(int enc_id, ENC_INFO *info) {
     info->enc_id = enc_id;
     EnclosureSection s(enc_id);
     set_dec(s.name, "enc_id", info->enc_id);
-    set_text(s.name, "enc_sys_id", info->enc_sys_id);
+    set_record_text(s.name, "enc_sys_id", info->enc_sys_id);
     if (info->wwn[0] != 0) {
         char hex[17];
         for (int i = 0; i < 8; ++i)
@@ -69,9 +101,9 @@ extern "C" int se_write_conf(int enc_id, ENC_INFO *info) {
         set_text(s.name, "wwn", hex);
     }
     if (info->serial[0] != '\0')
-        set_text(s.name, "serial", info->serial);
-    set_text(s.name, "vendor", info->vendor);
-    set_text(s.name, "model", info->model);
+        set_record_text(s.name, "serial", info->serial);
+    set_record_text(s.name, "vendor", info->vendor);
+    set_record_text(s.name, "model", info->model);
     set_dec(s.name, "status", info->status);
     set_dec(s.name, "protocol", info->protocol);
     set_hex(s.name, "capability", info->capability);
@@ -81,10 +113,10 @@ extern "C" int se_write_conf(int enc_id, ENC_INFO *info) {
     set_dec(s.name, "max_pcie_num", info->max_pcie_num);
     set_dec(s.name, "max_nic_num", info->max_nic_num);
     set_dec(s.name, "max_conn_num", info->max_conn_num);
-    set_text(s.name, "enc_parent_sys_id", info->enc_parent_sys_id);
+    set_record_text(s.name, "enc_parent_sys_id", info->enc_parent_sys_id);
     set_dec(s.name, "enc_parent_port_id", info->enc_parent_port_id);
     set_dec(s.name, "stack_id", info->stack_id);
-    set_text(s.name, "revision", info->revision);
+    set_record_text(s.name, "revision", info->revision);
     set_hex(s.name, "cache_port_bitmap", info->cache_port_bitmap);
     if (enc_id == 0 && info->ss_max_channels != 0 && info->ss_free_channels != 0) {
         set_dec(s.name, "ss_max_channels", info->ss_max_channels);
@@ -102,15 +134,19 @@ extern "C" int se_write_conf(int enc_id, ENC_INFO *info) {
         set_text(s.name, "conn_status", text.c_str());
     }
 
-    const size_t own_len = strnlen(info->enc_sys_id, sizeof info->enc_sys_id);
-    if (strncmp(info->enc_sys_id, info->enc_parent_sys_id, own_len) != 0) {
-        int parent_id = se_lookup_id(info->enc_parent_sys_id);
+    char own[sizeof info->enc_sys_id + 1];
+    char parent_sys_id[sizeof info->enc_parent_sys_id + 1];
+    nashal::hal_copy(own, sizeof own, info->enc_sys_id, sizeof info->enc_sys_id);
+    nashal::hal_copy(parent_sys_id, sizeof parent_sys_id, info->enc_parent_sys_id,
+                     sizeof info->enc_parent_sys_id);
+    if (strncmp(own, parent_sys_id, strlen(own)) != 0) {
+        int parent_id = se_lookup_id(parent_sys_id);
         if (parent_id >= 0) {
             EnclosureSection parent(parent_id);
             Ini_Conf_Bitmap_Set_Bit(HAL_CONF_FILE, parent.name, "child_bitmap", enc_id);
         }
     }
-    SysIdField field(info->enc_sys_id);
+    SysIdField field(own);
     set_dec(kIndex, field.name, enc_id);
     return 0;
 }
@@ -158,10 +194,19 @@ extern "C" int se_attach(const char *enc_sys_id, int report_limit) {
         return -1;
     int result = -1;
     int id = -1;
+    if (attach_under_way(enc_sys_id)) {
+        ERR_TRACE(HAL_TRACE_ERROR, "%s: %s is its own ancestor, ignore the attachment.\n", __func__,
+                  enc_sys_id);
+        ERR_TRACE(HAL_TRACE_CALL, "%s(%s) with enc_id = %d leave.\n", __func__, enc_sys_id, id);
+        return result;
+    }
+    AttachInProgress under_way(enc_sys_id);
     ENC_INFO info;
     memset(&info, 0, sizeof info);
 
     if (se_lookup_id(enc_sys_id) < 0 && se_sys_getinfo(enc_sys_id, &info) == 0) {
+        // An enc_sys_id is at most 31 characters; the parent's is read and passed on as text.
+        info.enc_parent_sys_id[sizeof info.enc_parent_sys_id - 1] = '\0';
         if (!parent_is_ready(enc_sys_id, info.enc_parent_sys_id))
             se_attach(info.enc_parent_sys_id, report_limit);
 

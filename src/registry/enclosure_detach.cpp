@@ -2,9 +2,9 @@
 // and disks. The map is left alone, so a returning enclosure gets its id back.
 #include <unistd.h>
 
-#include <cerrno>
 #include <cstdint>
 #include <cstring>
+#include <vector>
 
 #include "nashal/hal_se.h"
 #include "nashal/hal_trace.h"
@@ -15,6 +15,25 @@
 using namespace nashal::registry;
 
 namespace {
+
+// The enclosures whose detach is under way in this thread, outermost first. A child_bitmap that
+// names the enclosure itself or one of its ancestors (a hand-edited or damaged /etc/hal.conf)
+// would otherwise recurse until the stack runs out.
+thread_local std::vector<int> g_detaching;
+
+struct DetachInProgress {
+    explicit DetachInProgress(int enc_id) { g_detaching.push_back(enc_id); }
+    ~DetachInProgress() { g_detaching.pop_back(); }
+    DetachInProgress(const DetachInProgress &) = delete;
+    DetachInProgress &operator=(const DetachInProgress &) = delete;
+};
+
+bool detach_under_way(int enc_id) {
+    for (int id : g_detaching)
+        if (id == enc_id)
+            return true;
+    return false;
+}
 
 int se_child_detach_callback(int child_id, void *) {
     char child[kValueLen] = {};
@@ -34,7 +53,7 @@ int se_pd_detach_callback(int port_id, void *cookie) {
 
 void se_remove_conf(int enc_id) {
     EnclosureConfFile file(enc_id);
-    if (unlink(file.name) != 0 && errno != ENOENT)
+    if (unlink(file.name) != 0)
         ERR_TRACE(HAL_TRACE_WARN, "%s: can't remove file %s!\n", __func__, file.name);
 
     EnclosureSection s(enc_id);
@@ -86,6 +105,12 @@ extern "C" int se_detach(const char *enc_sys_id) {
     int id = attached_id_or_trace(__func__, enc_sys_id);
     if (id < 0)
         return -1;
+    if (detach_under_way(id)) {
+        ERR_TRACE(HAL_TRACE_ERROR, "%s: enclosure %d (%s) is listed below itself, skipped!\n",
+                  __func__, id, enc_sys_id);
+        return -1;
+    }
+    DetachInProgress under_way(id);
     EnclosureSection s(id);
     Ini_Conf_Bitmap_Enumerate(HAL_CONF_FILE, s.name, "child_bitmap", nullptr, 0,
                               se_child_detach_callback, nullptr);

@@ -1,7 +1,6 @@
 // The boot scan and the lookups between enc_sys_id and enc_id in /etc/hal.conf.
 #include <unistd.h>
 
-#include <cerrno>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -16,10 +15,11 @@ using namespace nashal::registry;
 
 namespace {
 
-// Enumeration callback of the scan: the disks of every enclosure of the last boot go.
+// Enumeration callback of the scan: the disks of every enclosure of the last boot go. A file
+// that is already gone is traced too, at the level of expected misses.
 int se_remove_conf_file(int enc_id, void *) {
     EnclosureConfFile file(enc_id);
-    if (unlink(file.name) != 0 && errno != ENOENT)
+    if (unlink(file.name) != 0)
         ERR_TRACE(HAL_TRACE_WARN, "%s: can't remove file %s!\n", __func__, file.name);
     return 0;
 }
@@ -27,7 +27,7 @@ int se_remove_conf_file(int enc_id, void *) {
 void se_remove_hal_conf_file() {
     int ids[kEnumCapacity];
     SE_Enumerate(ids, kEnumCapacity, se_remove_conf_file, nullptr);
-    if (unlink(HAL_CONF_FILE) != 0 && errno != ENOENT)
+    if (unlink(HAL_CONF_FILE) != 0)
         ERR_TRACE(HAL_TRACE_WARN, "%s: can't remove file %s!\n", __func__, HAL_CONF_FILE);
 }
 
@@ -39,11 +39,17 @@ extern "C" int SE_Scan(void) {
 
     char *ids[kEnumCapacity] = {};
     int count = se_sys_enumerate(ids, kEnumCapacity);
-    // The backend may report more than fitted; only what is in the array is ours to attach.
+    // The backend may report more than fitted; only what is in the array is ours to attach, and
+    // the walk ends at the first empty entry.
     for (int i = 0; i < count && i < kEnumCapacity && ids[i]; ++i) {
         se_attach(ids[i], 1);
         free(ids[i]);
         ids[i] = nullptr;
+    }
+    // Whatever stood behind an empty entry or past the count is still ours to free.
+    for (char *&id : ids) {
+        free(id);
+        id = nullptr;
     }
     return 0;
 }

@@ -87,6 +87,17 @@ bool bit(const char *file, const std::string &section, const char *key, int n) {
     return Ini_Conf_Bitmap_Is_Bit_Set(file, section.c_str(), key, n) == 1;
 }
 
+// The trace log, with the default mask, as a field engineer reads it after the fact.
+constexpr const char *kTraceLog = "/var/log/hal_lib.log";
+
+void trace_to_log() {
+    ASSERT_TRUE(nashal::sim::write_file("/var/log/hal_lib.log.conf", "b:/var/log/hal_lib.log\n"));
+}
+
+bool logged(const std::string &line) {
+    return nashal::sim::read_file(kTraceLog).find("\n" + line + "\n") != std::string::npos;
+}
+
 std::string section(int id) {
     return "Enclosure_" + std::to_string(id);
 }
@@ -120,11 +131,12 @@ extern "C" int se_sys_getinfo(const char *enc_sys_id, ENC_INFO *info) {
     return 0;
 }
 
+// An empty name in the script stands for an empty entry of the array.
 extern "C" int se_sys_enumerate(char **ids, unsigned int max_count) {
     unsigned int n = 0;
     for (const auto &id : g_enumeration)
         if (n < max_count)
-            ids[n++] = strdup(id.c_str());
+            ids[n++] = id.empty() ? nullptr : strdup(id.c_str());
     return static_cast<int>(n);
 }
 
@@ -393,4 +405,74 @@ TEST_F(Registry, TwoProcessesAttachingAtOnceGetDistinctIds) {
             EXPECT_TRUE(bit(HAL_CONF_FILE, section(0), "child_bitmap", enc_id));
         }
     EXPECT_EQ(SE_Enumerate(nullptr, 0, nullptr, nullptr), 1 + 2 * per_child);
+}
+
+TEST_F(Registry, ScanAttachesUpToTheFirstEmptyEntry) {
+    // What stands behind the empty entry is not attached, and is still freed: a leak here shows
+    // as a failure of this case under the leak checker.
+    g_enumeration = {"root", "root_boot", "", "root_usb"};
+    ASSERT_EQ(SE_Scan(), 0);
+    EXPECT_EQ(se_lookup_id("root_boot"), 32);
+    EXPECT_EQ(se_lookup_id("root_usb"), -1) << "an enclosure behind an empty entry was attached";
+}
+
+TEST_F(Registry, MissingFilesAreTracedAsExpectedMisses) {
+    trace_to_log();
+    ASSERT_TRUE(nashal::sim::write_file(HAL_CONF_FILE, "[Index]\nenc_bitmap = 0x1\n"));
+    ASSERT_EQ(SE_Scan(), 0);
+    EXPECT_TRUE(logged("se_remove_conf_file: can't remove file /etc/enclosure_0.conf!"))
+        << nashal::sim::read_file(kTraceLog);
+    ASSERT_TRUE(nashal::sim::exists(HAL_CONF_FILE));
+    ASSERT_EQ(SE_Scan(), 0);  // a second scan finds the file the first one wrote
+    ASSERT_EQ(unlink(HAL_CONF_FILE), 0);
+    ASSERT_EQ(SE_Scan(), 0);
+    EXPECT_TRUE(logged("se_remove_hal_conf_file: can't remove file /etc/hal.conf!"))
+        << nashal::sim::read_file(kTraceLog);
+    ASSERT_EQ(se_detach("root_usb"), 0);
+    EXPECT_TRUE(logged("se_remove_conf: can't remove file /etc/enclosure_33.conf!"))
+        << nashal::sim::read_file(kTraceLog);
+}
+
+TEST_F(Registry, FullTextFieldsAreStoredWithoutTheNextField) {
+    // The backend fills vendor, model, serial and revision to the last byte, with no
+    // terminator: each is stored as it stands, not run on into the field behind it.
+    ENC_INFO info = make("sg4", "root", CAP_INTERNAL, ENC_PROTOCOL_SAS);
+    memset(info.vendor, 'V', sizeof info.vendor);
+    memset(info.model, 'M', sizeof info.model);
+    memset(info.serial, 'S', sizeof info.serial);
+    memset(info.revision, 'R', sizeof info.revision);
+    add(info);
+    ASSERT_EQ(se_attach("root", 0), 0);
+    ASSERT_EQ(se_attach("sg4", 0), 0);
+    const std::string s = section(se_lookup_id("sg4"));
+    EXPECT_EQ(field(HAL_CONF_FILE, s, "vendor"), std::string(sizeof info.vendor, 'V'));
+    EXPECT_EQ(field(HAL_CONF_FILE, s, "model"), std::string(sizeof info.model, 'M'));
+    EXPECT_EQ(field(HAL_CONF_FILE, s, "serial"), std::string(sizeof info.serial, 'S'));
+    EXPECT_EQ(field(HAL_CONF_FILE, s, "revision"), std::string(sizeof info.revision, 'R'));
+}
+
+TEST_F(Registry, CyclesEndInARefusalNotACrash) {
+    // Two enclosures that name each other as parent: neither attaches.
+    add(make("sg7", "sg8", CAP_INTERNAL, ENC_PROTOCOL_SAS));
+    add(make("sg8", "sg7", CAP_INTERNAL, ENC_PROTOCOL_SAS));
+    ASSERT_EQ(se_attach("root", 0), 0);
+    EXPECT_EQ(se_attach("sg7", 0), -1);
+    EXPECT_EQ(se_lookup_id("sg7"), -1);
+    EXPECT_EQ(se_lookup_id("sg8"), -1);
+
+    // A damaged /etc/hal.conf whose enclosures list themselves and each other as children:
+    // detach still takes them all out.
+    ASSERT_TRUE(nashal::sim::write_file(
+        HAL_CONF_FILE,
+        "[Index]\nenc_bitmap = 0x7\nenc_sysid_root = 0\nenc_sysid_sg1 = 1\n"
+        "enc_sysid_sg2 = 2\n"
+        "[Enclosure_0]\nenc_id = 0\nenc_sys_id = root\nchild_bitmap = 0x3\n"
+        "[Enclosure_1]\nenc_id = 1\nenc_sys_id = sg1\nenc_parent_sys_id = root\n"
+        "child_bitmap = 0x7\n"
+        "[Enclosure_2]\nenc_id = 2\nenc_sys_id = sg2\nenc_parent_sys_id = sg1\n"
+        "child_bitmap = 0x6\n"));
+    EXPECT_EQ(se_detach("root"), 0);
+    for (const char *sys_id : {"root", "sg1", "sg2"})
+        EXPECT_EQ(se_lookup_id(sys_id), -1) << sys_id << " stayed attached";
+    EXPECT_EQ(Ini_Conf_Bitmap_Get_Set_Count(HAL_CONF_FILE, "Index", "enc_bitmap"), 0);
 }
