@@ -143,6 +143,61 @@ TEST(ModelValues, I2cFormsCutTheValueAndRefuseMissingFields) {
     }
 }
 
+TEST(ModelValues, CuttingParsersOverwriteExactlyTheColonsTheyPass) {
+    // Callers reuse the buffer (the method word stays readable at its start), so every byte
+    // after the call matters: the ":" passed become terminators, nothing else changes.
+    enum Parser { kStartStop, kIndex, kIndexWrite };
+    struct Case {
+        Parser parser;
+        const char *value;
+        int rc;
+        std::string after;
+    } cases[] = {
+        {kStartStop, "I2C:48:A1:A0", 0,
+         std::string("I2C\0"
+                     "48\0"
+                     "A1\0"
+                     "A0",
+                     12)},
+        {kStartStop, "I2C:48:A1", -1,
+         std::string("I2C\0"
+                     "48\0"
+                     "A1",
+                     9)},
+        {kIndex, "I2C:2E:I15", 0,
+         std::string("I2C\0"
+                     "2E\0"
+                     "I15",
+                     10)},
+        {kIndex, "I2C:2E:I15:7F", 0,
+         std::string("I2C\0"
+                     "2E\0"
+                     "I15:7F",
+                     13)},
+        {kIndexWrite, "I2C:2E:I15:7F", 0,
+         std::string("I2C\0"
+                     "2E\0"
+                     "I15\0"
+                     "7F",
+                     13)},
+        {kIndexWrite, "I2C:2E:I15", -1,
+         std::string("I2C\0"
+                     "2E\0"
+                     "I15",
+                     10)},
+    };
+    for (const Case &c : cases) {
+        size_t length = std::strlen(c.value);
+        auto value = exact(c.value);
+        int32_t a = 0, b = 0, d = 0;
+        int rc = c.parser == kStartStop ? comm_sys_parse_c_i2c_start_stop(value.get(), &a, &b, &d)
+                 : c.parser == kIndex   ? comm_sys_parse_c_i2c_index(value.get(), &a, &b)
+                                        : comm_sys_parse_c_i2c_index_write(value.get(), &a, &b, &d);
+        EXPECT_EQ(rc, c.rc) << c.value;
+        EXPECT_EQ(std::string(value.get(), length), c.after) << c.value;
+    }
+}
+
 TEST(ModelValues, PortListYieldsEachPortThenZero) {
     struct Case {
         const char *list;
