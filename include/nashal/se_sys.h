@@ -41,6 +41,9 @@ int SE_Sys_Exist(const char *enc_sys_id);
 
 /* Disks that hang on the controller of a PCIe slot's section (its "DEV_BUS"). */
 int get_pcie_port_max_disknum(const char *section);
+/* Stores "root_pcie_<slot>" when disks hang directly on the controller of that PCIe slot
+ * (slots counted from 1): 1 with disks, 0 without, -1 when sysfs can't be read. */
+int pcie_disk_enumerate(char **enc_sys_ids, unsigned int max_count, int slot);
 
 /* The name shown to the user, worked out from the model file and cached in
  * /etc/platform.conf. "root" only; 0 or -1. */

@@ -24,13 +24,9 @@ extern "C" int se_sys_get_display_name(const char *enc_sys_id, char *buffer, int
     if (!buffer || size <= 0)
         return -1;
     const size_t out_size = static_cast<size_t>(size);
-    char cached[HAL_MODEL_LEN] = {};
-    if (Ini_Conf_Get_Field(SE_PLATFORM_CONF_FILE, "MISC", "DISPLAY_NAME", cached, sizeof cached) >
-            0 &&
-        cached[0] != '\0') {
-        nashal::hal_copy(buffer, out_size, cached);
+    if (Ini_Conf_Get_Field(SE_PLATFORM_CONF_FILE, "MISC", "DISPLAY_NAME", buffer, size) > 0 &&
+        buffer[0] != '\0')
         return 0;
-    }
     int32_t cap = 0;
     if (!is(enc_sys_id, "root") || Ini_Conf_Get_Field_Int(SE_MODEL_CONF_FILE, kSystemEnclosure,
                                                           "CAP", &cap, INI_CONF_HEX) <= 0)

@@ -1,4 +1,5 @@
 // Which enclosures exist now, and what one of them is: the two questions the registry asks.
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 
@@ -115,11 +116,28 @@ extern "C" int se_sys_enumerate(char **enc_sys_ids, unsigned int max_count) {
         // Hexadecimal here, decimal in the root reader: "10" means 16 slots to look at.
         int slots = model_int(kSystemEnclosure, "MAX_PCIE_SLOT", INI_CONF_HEX);
         for (int slot = 1; slot <= slots; ++slot)
-            count += add(pcie_disk_enumerate(slot, rest(enc_sys_ids, max_count, count),
-                                             room(max_count, count)));
+            count += add(pcie_disk_enumerate(rest(enc_sys_ids, max_count, count),
+                                             room(max_count, count), slot));
     }
-    count += add(thunderbolt_expander_enumerate(rest(enc_sys_ids, max_count, count),
-                                                room(max_count, count)));
+
+    // The Thunderbolt count is added as it comes, a -1 (a chain whose port key is missing)
+    // included, so the total can drop below what was stored. Entries past the total are no
+    // longer the caller's to free, so they are freed here; the rest of the array is cleared
+    // first so that nothing but what was stored gets freed.
+    for (unsigned int i = count; i < max_count; ++i)
+        enc_sys_ids[i] = nullptr;
+    const int boxes =
+        thunderbolt_expander_enumerate(rest(enc_sys_ids, max_count, count), room(max_count, count));
+    if (boxes >= 0) {
+        count += static_cast<unsigned int>(boxes);
+    } else {
+        const long total = std::max(0L, static_cast<long>(count) + boxes);
+        count = static_cast<unsigned int>(total);
+        for (unsigned int i = count; i < max_count; ++i) {
+            free(enc_sys_ids[i]);
+            enc_sys_ids[i] = nullptr;
+        }
+    }
 
     if (count > max_count) {
         ERR_TRACE(HAL_TRACE_ERROR, "%s: count(%d) > max_count(%d)\n", __func__,

@@ -13,8 +13,9 @@ using namespace nashal::enclosure;
 
 namespace {
 
+// A kind that has no such operation is a decision worth keeping in the log, not a fault.
 #define NOT_IMPLEMENTED(id)                                                                    \
-    (ERR_TRACE(HAL_TRACE_WARN, "%s(%d): enc_sys_id = %s not implement.\n", __func__, __LINE__, \
+    (ERR_TRACE(HAL_TRACE_INFO, "%s(%d): enc_sys_id = %s not implement.\n", __func__, __LINE__, \
                (id) ? (id) : "(null)"),                                                        \
      -1)
 
@@ -77,7 +78,7 @@ extern "C" int se_sys_set_fan_speed(const char *id, int fan_index, int level) {
         return not_built_yet(__func__, id, "USB expander fans");
     if (has_prefix(id, "i2c"))
         return not_built_yet(__func__, id, "Thunderbolt fans");
-    ERR_TRACE(HAL_TRACE_WARN, "%s(%d):NOT implement\n", __func__, __LINE__);
+    ERR_TRACE(HAL_TRACE_INFO, "%s(%d):NOT implement\n", __func__, __LINE__);
     return -1;
 }
 
@@ -88,7 +89,7 @@ extern "C" int se_sys_set_fan_pwm(const char *id, int fan_index, int pwm) {
         return not_built_yet(__func__, id, "root fans");
     if (has_prefix(id, "i2c"))
         return not_built_yet(__func__, id, "Thunderbolt fans");
-    ERR_TRACE(HAL_TRACE_WARN, "%s(%d):NOT implement\n", __func__, __LINE__);
+    ERR_TRACE(HAL_TRACE_INFO, "%s(%d):NOT implement\n", __func__, __LINE__);
     return -1;
 }
 
@@ -126,7 +127,7 @@ extern "C" int se_sys_set_ident_led(const char *id, int enable) {
         return not_built_yet(__func__, id, "SAS expander locate LED");
     if (has_prefix(id, "i2c"))
         return not_built_yet(__func__, id, "Thunderbolt locate LED");
-    ERR_TRACE(HAL_TRACE_WARN, "%s(%d): NOT implement.\n", __func__, __LINE__);
+    ERR_TRACE(HAL_TRACE_INFO, "%s(%d): NOT implement.\n", __func__, __LINE__);
     return -1;
 }
 
@@ -150,7 +151,7 @@ extern "C" int se_sys_set_7_segment_led(const char *id, int value) {
             return -1;
         return not_built_yet(__func__, id, "Thunderbolt display");
     }
-    ERR_TRACE(HAL_TRACE_WARN, "%s(%d): Not implemented\n", __func__, __LINE__);
+    ERR_TRACE(HAL_TRACE_INFO, "%s(%d): Not implemented\n", __func__, __LINE__);
     return -1;
 }
 
@@ -265,7 +266,7 @@ extern "C" int se_sys_get_PIC_devname(const char *id, char *buffer, int size) {
         return root_devname("PIC_DEV", buffer, size);
     if (has_prefix(id, "usb"))
         return not_built_yet(__func__, id, "USB expander controller");
-    ERR_TRACE(HAL_TRACE_WARN, "%s(%d): System Error\n", __func__, __LINE__);
+    ERR_TRACE(HAL_TRACE_ERROR, "%s(%d): System Error\n", __func__, __LINE__);
     return -1;
 }
 
@@ -274,6 +275,6 @@ extern "C" int se_sys_get_MCU_devname(const char *id, char *buffer, int size) {
         return root_devname("MCU_DEV", buffer, size);
     if (has_prefix(id, "usb"))
         return not_built_yet(__func__, id, "USB expander controller");
-    ERR_TRACE(HAL_TRACE_WARN, "%s(%d): System Error\n", __func__, __LINE__);
+    ERR_TRACE(HAL_TRACE_ERROR, "%s(%d): System Error\n", __func__, __LINE__);
     return -1;
 }

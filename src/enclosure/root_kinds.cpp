@@ -107,18 +107,15 @@ int root_pcie_get_info(const char *enc_sys_id, ENC_INFO *info) {
 
 }  // namespace nashal::enclosure
 
-// Counts the SCSI generic devices whose controller sits at the section's "DEV_BUS". Unlike the
-// enumeration of a slot's disks, paths through an expander are counted too.
-extern "C" int get_pcie_port_max_disknum(const char *section) {
-    char dev_bus[HAL_ID_LEN] = {};
-    if (!section ||
-        nashal::enclosure::model_text(section, "DEV_BUS", dev_bus, sizeof dev_bus) <= 0) {
-        printf("Get Field failed!\n");
-        return 0;
-    }
+namespace {
+
+// Counts the SCSI generic devices whose controller sits at `dev_bus`; with `skip_expanders`
+// a device whose path runs through a SAS expander is not counted. A device whose path or bus
+// can't be worked out is traced and compared all the same. -1 when the class can't be read.
+int count_disks_on_bus(const char *who, const char *dev_bus, bool skip_expanders) {
     nashal::DirHandle dir(opendir("/sys/class/scsi_generic"));
     if (!dir) {
-        ERR_TRACE(HAL_TRACE_ERROR, "%s(%d):System Internal Error\n", __func__, __LINE__);
+        ERR_TRACE(HAL_TRACE_ERROR, "%s(%d):System Internal Error\n", who, __LINE__);
         return -1;
     }
     int count = 0;
@@ -132,9 +129,46 @@ extern "C" int get_pcie_port_max_disknum(const char *section) {
         if (comm_sys_get_sg_path_info(entry->d_name, path, sizeof path) < 0 ||
             comm_sys_assemble_dev_bus_from_path(path, &domain, bus, sizeof bus, bridge,
                                                 sizeof bridge) < 0)
-            ERR_TRACE(HAL_TRACE_ERROR, "%s(%d):System Error\n", __func__, __LINE__);
-        if (strcmp(bus, dev_bus) == 0)
+            ERR_TRACE(HAL_TRACE_ERROR, "%s(%d):System Error\n", who, __LINE__);
+        if (strcmp(bus, dev_bus) == 0 && !(skip_expanders && strstr(path, "expander")))
             ++count;
     }
     return count;
+}
+
+}  // namespace
+
+// Counts the SCSI generic devices whose controller sits at the section's "DEV_BUS". Unlike the
+// enumeration of a slot's disks, paths through an expander are counted too.
+extern "C" int get_pcie_port_max_disknum(const char *section) {
+    char dev_bus[HAL_ID_LEN] = {};
+    if (!section ||
+        nashal::enclosure::model_text(section, "DEV_BUS", dev_bus, sizeof dev_bus) <= 0) {
+        printf("Get Field failed!\n");
+        return 0;
+    }
+    return count_disks_on_bus(__func__, dev_bus, false);
+}
+
+// A PCIe slot is an enclosure of its own ("root_pcie_%d") when disks hang directly on its
+// controller. Disks behind an expander there belong to the expander's enclosure, so they don't
+// count. 1 when the slot has disks (its id is stored while there is room), 0 when it has none
+// or no "DEV_BUS", -1 when the SCSI generic class can't be read.
+extern "C" int pcie_disk_enumerate(char **enc_sys_ids, unsigned int max_count, int slot) {
+    char section[HAL_NAME_LEN];
+    snprintf(section, sizeof section, "System PCIE SLOT %d", slot);
+    char dev_bus[HAL_ID_LEN] = {};
+    if (nashal::enclosure::model_text(section, "DEV_BUS", dev_bus, sizeof dev_bus) <= 0)
+        return 0;
+    int count = count_disks_on_bus(__func__, dev_bus, true);
+    if (count < 0)
+        return -1;
+    if (count == 0)
+        return 0;
+    if (enc_sys_ids && max_count > 0) {
+        char id[HAL_ID_LEN];
+        snprintf(id, sizeof id, "root_pcie_%d", slot);
+        enc_sys_ids[0] = strdup(id);
+    }
+    return 1;
 }

@@ -3,19 +3,25 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <map>
 #include <sstream>
 #include <string>
 #include <vector>
 
 #include "nashal/hal_se.h"
+#include "nashal/hal_trace.h"
 #include "nashal/ini_conf.h"
 #include "nashal/se_sys.h"
 #include "sim/appliance.h"
+#include "sim/clock.h"
 #include "sim/fs.h"
+#include "sim/sysfs_builders.h"
 
 using ::testing::ElementsAre;
 using ::testing::ElementsAreArray;
@@ -282,4 +288,123 @@ TEST_F(Board, OperationsOfKindsWithoutABranchFail) {
     EXPECT_EQ(se_sys_get_PIC_devname("root", dev, sizeof dev), 0);
     EXPECT_STREQ(dev, "/dev/ttyS1");
     EXPECT_EQ(se_sys_get_MCU_devname("root_usb", dev, sizeof dev), -1);
+}
+
+// A PCIe slot is an enclosure only when disks hang directly on its controller; its disk count
+// also takes in what is behind an expander there. "MAX_PCIE_SLOT" is hexadecimal for the
+// enumeration and decimal for the root record.
+TEST_F(Board, PcieSlotsAreLookedForUpToTheHexadecimalSlotCount) {
+    app_ = nashal::sim::Appliance::fresh();
+    ASSERT_TRUE(app_.activate());
+    nashal::sim::SysfsTree t;
+    auto root = t.pci_root(0, 0);
+    // Slot 1: an HBA whose one disk sits behind an expander.
+    auto port1 = t.pci_bridge(root, 0, 0, 1, 0, 1);
+    auto hba1 = t.pci_function(port1, 0, 1, 0, 0, nashal::sim::kPciClassSas, 0x1000, 0x0097);
+    auto host2 = t.sas_host(hba1, 2, 4);
+    auto wide = t.sas_port(host2, "port-2:0");
+    auto exp = t.sas_expander(wide, "expander-2:0", 8, 0x500304800000007full);
+    auto exp_port = t.sas_port(exp, "port-2:0:0");
+    auto end1 = t.sas_end_device(exp_port, 0x5000c50000000001ull, 0);
+    t.scsi_device(end1, {2, 0, 0, 0},
+                  nashal::sim::ScsiDesc::disk(0, "sda", "SEAGATE", "ST4000NM0023"));
+    // Slot 16: an HBA with a disk on its own phy.
+    auto port16 = t.pci_bridge(root, 0, 0, 2, 0, 2);
+    auto hba16 = t.pci_function(port16, 0, 2, 0, 0, nashal::sim::kPciClassSas, 0x1000, 0x0097);
+    auto host3 = t.sas_host(hba16, 3, 4);
+    auto direct = t.sas_port(host3, "port-3:0");
+    auto end16 = t.sas_end_device(direct, 0x5000c50000000002ull, 0);
+    t.scsi_device(end16, {3, 0, 0, 0},
+                  nashal::sim::ScsiDesc::disk(1, "sdb", "SEAGATE", "ST4000NM0023"));
+    ASSERT_TRUE(nashal::sim::write_file(SE_MODEL_CONF_FILE,
+                                        "[System Enclosure]\nMODEL = NX-1\nCAP = 0x8200\n"
+                                        "MAX_PCIE_SLOT = 10\n"
+                                        "[System PCIE SLOT 1]\nDEV_BUS = B00:D01:F0\n"
+                                        "[System PCIE SLOT 16]\nDEV_BUS = B00:D02:F0\n"));
+
+    EXPECT_THAT(enumerate(), ElementsAre("root", "root_boot", "root_usb", "root_pcie_16"))
+        << "slot 16 is slot 0x10: reading the count as decimal stops at slot 10, and a slot "
+           "whose only disk is behind an expander is no enclosure";
+    ENC_INFO info;
+    ASSERT_EQ(se_sys_getinfo("root", &info), 0);
+    EXPECT_EQ(info.max_pcie_num, 10);
+    ASSERT_EQ(se_sys_getinfo("root_pcie_1", &info), 0);
+    EXPECT_EQ(info.max_disk_num, 1) << "the slot's count takes in disks behind an expander";
+    EXPECT_EQ(info.cache_port_bitmap, 0x2u);
+    ASSERT_EQ(se_sys_getinfo("root_pcie_16", &info), 0);
+    EXPECT_STREQ(info.enc_sys_id, "root_pcie_16");
+    EXPECT_STREQ(info.enc_parent_sys_id, "root");
+    EXPECT_EQ(info.max_disk_num, 1);
+}
+
+TEST_F(Board, UsbDeviceThatVanishesWhileSettlingIsAbsent) {
+    boot("x86-8bay");
+    ASSERT_TRUE(nashal::sim::make_dirs("/sys/devices/pci0000:00/usb2/2-1"));
+    ASSERT_TRUE(nashal::sim::make_dirs("/sys/bus/usb/devices"));
+    ASSERT_TRUE(nashal::sim::symlink_relative("/sys/devices/pci0000:00/usb2/2-1",
+                                              "/sys/bus/usb/devices/2-1"));
+    nashal::sim::clock_at(1000000, [] { unlink("/sys/bus/usb/devices/2-1"); });
+    EXPECT_EQ(SE_Sys_Exist("usb_2-1"), 0) << "a device gone after a second was reported present";
+    EXPECT_GE(nashal::sim::clock_slept_us(), 3000000);
+}
+
+// Each operation that no kind serves tells so in the log with its own text, at level 8, the
+// level of decisions worth keeping; a missing controller node is a system error, level 1.
+TEST_F(Board, OperationsWithoutAKindLogTheirOwnTextAtTheirLevel) {
+    boot("x86-8bay");
+    ASSERT_TRUE(nashal::sim::write_file(
+        SE_MODEL_CONF_FILE, "[System Enclosure]\nMODEL = NX-1\nBOARD_SN_DEVICE = FOO:1\n"));
+    char text[32] = {};
+    double temp = 0;
+    int a = 0, b = 0;
+    uint32_t conn[8] = {};
+    struct Case {
+        int level;
+        std::function<int()> call;
+        const char *logged;
+    } cases[] = {
+        {8, [&] { return se_sys_get_temp("bogus", 0, &temp); },
+         "): enc_sys_id = bogus not implement.\n"},
+        {8, [&] { return se_sys_get_fan_speed("bogus", 0, &a, &b); },
+         "): enc_sys_id = bogus not implement.\n"},
+        {8, [&] { return se_sys_set_fan_speed("bogus", 0, 1); }, "):NOT implement\n"},
+        {8, [&] { return se_sys_set_fan_pwm("usb_1-2", 0, 1); }, "):NOT implement\n"},
+        {8, [&] { return se_sys_set_status_led("bogus", 0, 1); },
+         "): enc_sys_id = bogus not implement.\n"},
+        {8, [&] { return se_sys_blink_status_led("bogus", 0, 1); },
+         "): enc_sys_id = bogus not implement.\n"},
+        {8, [&] { return se_sys_set_ident_led("bogus", 1); }, "): NOT implement.\n"},
+        {8, [&] { return se_sys_set_buzzer("i2c-101", 1); },
+         "): enc_sys_id = i2c-101 not implement.\n"},
+        {8, [&] { return se_sys_set_7_segment_led("root", 1); }, "): Not implemented\n"},
+        {8, [&] { return se_sys_get_board_sn("root_usb", text, sizeof text); },
+         "): enc_sys_id = root_usb not implement.\n"},
+        {8, [&] { return se_sys_get_sas_addr("bogus", text, sizeof text); },
+         "): enc_sys_id = bogus not implement.\n"},
+        {8, [&] { return se_sys_set_sas_addr("bogus", "5000c50000000001"); },
+         "): enc_sys_id = bogus not implement.\n"},
+        {8, [&] { return se_sys_get_connector_status("bogus", conn, 8); },
+         "): enc_sys_id = bogus not implement.\n"},
+        {8, [&] { return se_sys_get_LCM_devname("bogus", text, sizeof text); },
+         "): enc_sys_id = bogus not implement.\n"},
+        {1, [&] { return se_sys_get_PIC_devname("bogus", text, sizeof text); },
+         "): System Error\n"},
+        {1, [&] { return se_sys_get_MCU_devname("bogus", text, sizeof text); },
+         "): System Error\n"},
+        {1, [&] { return se_sys_get_voltage("root", 3); },
+         "): got called,enc_sys_id = root, index = 3, NOT implement\n"},
+        {2, [&] { return se_sys_get_board_sn("root", text, sizeof text); }, "):Not implement\n"},
+    };
+    for (const auto &c : cases) {
+        for (int mask : {c.level, 0xFFFF & ~c.level}) {
+            unlink("/var/log/hal_lib.log");
+            HAL_Set_Debug(mask, "/var/log/hal_lib.log");
+            EXPECT_EQ(c.call(), -1) << c.logged;
+            const bool logged =
+                nashal::sim::read_file("/var/log/hal_lib.log").find(c.logged) != std::string::npos;
+            EXPECT_EQ(logged, mask == c.level)
+                << "\"" << c.logged << "\" " << (logged ? "appears" : "is missing")
+                << " with trace mask 0x" << std::hex << mask;
+        }
+    }
 }
