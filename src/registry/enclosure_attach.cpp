@@ -232,10 +232,11 @@ extern "C" int se_attach(const char *enc_sys_id, int report_limit) {
                     }
                     id = -1;
                 } else if (!hit) {
-                    // A failed allocation, or another process that attached the same id
-                    // meanwhile, leaves nothing to attach.
-                    if (se_get_id(enc_sys_id, &id, &info) != 0)
-                        id = -1;
+                    // A failed allocation leaves the id at -1 and nothing is attached. If
+                    // another process attached the same enclosure since the test above,
+                    // se_get_id hands back its id, and this attach writes the same section
+                    // again rather than failing a hot-plug event that raced a scan.
+                    se_get_id(enc_sys_id, &id, &info);
                     char unique_id[HAL_SERIAL_LEN] = {};
                     SE_Get_Unique_Id(&info, unique_id, sizeof unique_id);
                     ERR_TRACE(HAL_TRACE_INFO,

@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <map>
 #include <set>
 #include <string>
@@ -27,6 +28,7 @@ namespace {
 std::map<std::string, ENC_INFO> g_backend;  // what the scripted backend knows
 std::vector<std::string> g_enumeration;     // what it enumerates, in order
 int g_getinfo_calls = 0;
+std::function<void(const char *)> g_during_getinfo;  // what another process does meanwhile
 std::vector<std::pair<std::string, int>> g_segment_calls;
 std::vector<std::pair<int, int>> g_pd_detached;
 
@@ -124,6 +126,8 @@ class Registry : public ::testing::Test {
 // The scripted backend.
 extern "C" int se_sys_getinfo(const char *enc_sys_id, ENC_INFO *info) {
     ++g_getinfo_calls;
+    if (g_during_getinfo)
+        g_during_getinfo(enc_sys_id);
     auto it = g_backend.find(enc_sys_id ? enc_sys_id : "");
     if (it == g_backend.end())
         return -1;
@@ -475,4 +479,21 @@ TEST_F(Registry, CyclesEndInARefusalNotACrash) {
     for (const char *sys_id : {"root", "sg1", "sg2"})
         EXPECT_EQ(se_lookup_id(sys_id), -1) << sys_id << " stayed attached";
     EXPECT_EQ(Ini_Conf_Bitmap_Get_Set_Count(HAL_CONF_FILE, "Index", "enc_bitmap"), 0);
+}
+
+TEST_F(Registry, AttachRacingAnotherAttachOfTheSameEnclosureTakesItsId) {
+    // Another hot-plug handler attaches sg6 as id 1 while this one asks the backend about it:
+    // this attach then writes the same section under the same id, and takes no second id.
+    add(with_serial(make("sg6", "root", CAP_INTERNAL, ENC_PROTOCOL_SAS), "RACE"));
+    ASSERT_EQ(se_attach("root", 0), 0);
+    g_during_getinfo = [](const char *sys_id) {
+        if (strcmp(sys_id, "sg6") == 0) {
+            Ini_Conf_Set_Field(HAL_CONF_FILE, "Index", "enc_sysid_sg6", "1");
+            Ini_Conf_Bitmap_Set_Bit(SE_ENC_MAP_FILE, "Index", "enc_bitmap", 1);
+        }
+    };
+    EXPECT_EQ(se_attach("sg6", 0), 0) << "the second of two racing attaches reported a failure";
+    EXPECT_EQ(se_lookup_id("sg6"), 1);
+    EXPECT_EQ(field(HAL_CONF_FILE, section(1), "enc_sys_id"), "sg6");
+    EXPECT_FALSE(bit(SE_ENC_MAP_FILE, "Index", "enc_bitmap", 2)) << "a second id was taken";
 }
