@@ -1,6 +1,8 @@
 // Model file readers and list handling of the disk lookups.
 #include "disk/disk_model.h"
 
+#include <cctype>
+#include <climits>
 #include <cstdlib>
 #include <cstring>
 
@@ -49,6 +51,14 @@ bool dir_has_prefix(const char *directory, const char *prefix) {
     return comm_sys_search_partial_filename(directory, prefix, nullptr, 0) == 0;
 }
 
+int number_behind(const char *name, const char *prefix) {
+    size_t len = strlen(prefix);
+    if (strncmp(name, prefix, len) != 0 || !isdigit(static_cast<unsigned char>(name[len])))
+        return -1;
+    long n = strtol(name + len, nullptr, 10);
+    return n > INT_MAX ? -1 : static_cast<int>(n);
+}
+
 bool usb_bus_from_path(const char *link, char (&bus)[kIdLen]) {
     bus[0] = '\0';
     const char *host = strstr(link, "/host");
@@ -67,11 +77,12 @@ bool usb_bus_from_path(const char *link, char (&bus)[kIdLen]) {
     return true;
 }
 
-int usb_link_speed(const char *bus) {
+int usb_link_speed(const char *bus, bool *read) {
     char text[kIdLen];
-    if (comm_sys_get_usb_attribute(bus, "speed", text, sizeof(text)) < 0 || text[0] == '\0')
-        return 0;
-    return common_sys_transfer_pd_link_speed(1, text);
+    bool ok = comm_sys_get_usb_attribute(bus, "speed", text, sizeof(text)) == 0 && text[0] != '\0';
+    if (read)
+        *read = ok;
+    return ok ? common_sys_transfer_pd_link_speed(1, text) : 0;
 }
 
 }  // namespace nashal::disk

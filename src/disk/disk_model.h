@@ -30,12 +30,17 @@ bool path_append(char *path, const char *text);
 // True when the directory has an entry beginning with prefix.
 bool dir_has_prefix(const char *directory, const char *prefix);
 
+// The decimal number right behind prefix at the start of name ("host12" and "host" give 12 and
+// -1): a name whose prefix is followed by no digit has no number, rather than 0.
+int number_behind(const char *name, const char *prefix);
+
 // The USB bus name of a disk from its link text: the component in front of the "host" one, cut
 // at its ":" (".../2-1.4/2-1.4:1.0/host6/..." gives "2-1.4"). False when there is none.
 bool usb_bus_from_path(const char *link, char (&bus)[kIdLen]);
 
-// The USB link speed code of a bus name, 0 when the "speed" attribute can't be read.
-int usb_link_speed(const char *bus);
+// The USB link speed code of a bus name, 0 when the "speed" attribute can't be read. With
+// `read` given, it tells a failed read apart from a speed that has no code (10 Gb/s, say).
+int usb_link_speed(const char *bus, bool *read = nullptr);
 
 }  // namespace nashal::disk
 

@@ -272,16 +272,19 @@ extern "C" int get_pd_port_id(const char *enc_sys_id, const char *pd_sys_id, int
     char usb_bus[kIdLen] = "";
     int layer = 0;
     int speed = 0;
+    bool speed_read = false;
     if (kind.usb && usb_bus_from_path(link, usb_bus)) {
         layer = comm_sys_get_usb_layer(usb_bus);
-        speed = usb_link_speed(usb_bus);
+        // Only a speed that can't be read passes the slots over: a disk faster than any code
+        // (10 Gb/s) still has its place on a "DEV_PORT" or "DEV_PORT_NS" port.
+        speed = usb_link_speed(usb_bus, &speed_read);
     }
 
     for (int n = 1; n <= slots; ++n) {
         char section[HAL_NAME_LEN];
         snprintf(section, sizeof(section), "%s %d", kind.slot_name, n);
         if (kind.usb) {
-            if (usb_bus[0] == '\0' || speed == 0)
+            if (!speed_read)
                 continue;
             int32_t multi = 0;
             model_int(section, "MULTI_DEVICE", &multi);

@@ -18,9 +18,15 @@ void notify_udev(const char *pd_sys_id, const char *enc_sys_id) {
         return;
     if (system(cmd) != 0)
         return;
-    if (nashal::hal_build_command(__func__, cmd, sizeof(cmd), "%s control --env=%s=%s",
-                                  "/sbin/udevadm", pd_sys_id, enc_sys_id) < 0)
+    // A command cut at the end of its buffer would hand udev a wrong enclosure name.
+    int n = nashal::hal_build_command(__func__, cmd, sizeof(cmd), "%s control --env=%s=%s",
+                                      "/sbin/udevadm", pd_sys_id, enc_sys_id);
+    if (n < 0)
         return;
+    if (n >= static_cast<int>(sizeof(cmd))) {
+        ERR_TRACE(HAL_TRACE_ERROR, "%s(%d):System Error\n", __func__, __LINE__);
+        return;
+    }
     if (system(cmd) != 0)
         ERR_TRACE(HAL_TRACE_WARN, "%s: \"%s\" failed\n", __func__, cmd);
 }

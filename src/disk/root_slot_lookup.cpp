@@ -70,7 +70,9 @@ extern "C" int __get_sdev_host(const char *path, int *lowest_host_out, int *host
     while (dirent *e = readdir(dir.get())) {
         if (strncmp(e->d_name, "host", 4) != 0)
             continue;
-        int n = comm_sys_get_num_behind_string(e->d_name, "host");
+        // "host" with no number behind it is no SCSI host: reading it as 0 would make every
+        // port of the controller point at the wrong host.
+        int n = number_behind(e->d_name, "host");
         if (n < 0) {
             ERR_TRACE(HAL_TRACE_ERROR, "%s(%d):System Error\n", __func__, __LINE__);
             return -1;

@@ -100,7 +100,7 @@ extern "C" int lookup_disk_in_root_usb_hub(int dev_domain, const char *dev_bus,
     while (dirent *e = readdir(d.get())) {
         if (strncmp(e->d_name, "usb", 3) != 0)
             continue;
-        int n = comm_sys_get_num_behind_string(e->d_name, "usb");
+        int n = number_behind(e->d_name, "usb");
         if (n < 0) {
             ERR_TRACE(HAL_TRACE_ERROR, "%s(%d):System Error\n", __func__, __LINE__);
             return 0;

@@ -143,6 +143,68 @@ TEST_F(RootLookup, PcieSlotWithoutBusSaysSoOnStandardOutput) {
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "Get DEV_BUS Field failed!\n");
 }
 
+TEST_F(RootLookup, EntryNamedHostWithoutANumberNeverPointsASlotAtAnotherControllersDisk) {
+    // The chipset AHCI holds hosts 0-3; the bays' controller has host 9 and a stray "host_info"
+    // entry. Taken as host 0, it would make the bays' controller look like one host per port
+    // and bay 3 would light the LED of the chipset's disk on host 2.
+    auto ahci = t_.pci_function(root_, 0, 0, 0x1f, 2, kPciClassAhci);
+    for (int p = 0; p < 4; ++p)
+        t_.scsi_device(t_.ahci_port(ahci, p + 1, p), {p, 0, 0, 0},
+                       ScsiDesc::disk(p, "", "ATA", "D"));
+    auto raid = t_.pci_function(root_, 0, 0, 3, 0, kPciClassRaid);
+    t_.scsi_device(t_.scsi_host(raid, 9), {9, 0, 2, 0}, ScsiDesc::disk(20, "", "ATA", "D"));
+    t_.attribute(raid, "host_info", "x\n");
+
+    EXPECT_EQ(lookup("B00:D03:F0", 2), "none");
+    EXPECT_NE(read_file("/var/log/hal_lib.log").find("__get_sdev_host"), std::string::npos)
+        << "the controller that can't be read must leave a trace";
+}
+
+TEST_F(RootLookup, UsbDiskFasterThanAnySpeedCodeStillGetsItsBay) {
+    // A 10 Gb/s disk on a port the model lists by "DEV_PORT": its speed has no code, but it
+    // was read, so the port list decides as for any other disk.
+    auto xhci = t_.pci_function(root_, 0, 0, 0x14, 0, kPciClassXhci);
+    auto rh = t_.usb_root_hub(xhci, 2, 2, "10000");
+    UsbDesc fast;
+    fast.speed = "10000";
+    auto intf = t_.usb_interface(t_.usb_device(rh, 2, fast), 0, 8);
+    t_.scsi_device(t_.scsi_host(intf, 5), {5, 0, 0, 0}, ScsiDesc::disk(5, "", "USB", "D"));
+    model(
+        "[Usb Enclosure]\nMAX_PORT_NUM = 2\n"
+        "[Usb Port 1]\nDEV_BUS = B00:D20:F0\nDEV_PORT = 1\n"
+        "[Usb Port 2]\nDEV_BUS = B00:D20:F0\nDEV_PORT = 2\n");
+    ASSERT_EQ(enumerate("root_usb"), std::vector<std::string>{"sg5"});
+    PD_INFO info{};
+    info.port_id = -99;
+    EXPECT_EQ(get_pd_port_id("root_usb", "sg5", 2, -1, &info), 0);
+    EXPECT_EQ(info.port_id, 2) << "the disk is found but left without a bay";
+}
+
+TEST_F(RootLookup, EachDiskTellsUdevItsEnclosureOnlyWhileUdevdRuns) {
+    auto ahci = t_.pci_function(root_, 0, 0, 0x1f, 2, kPciClassAhci);
+    for (int p = 0; p < 2; ++p)
+        t_.scsi_device(t_.ahci_port(ahci, p + 1, p), {p, 0, 0, 0},
+                       ScsiDesc::disk(p + 3, "", "ATA", "D"));
+    model(
+        "[System Disk 1]\nDEV_BUS = B00:D31:F2\nDEV_PORT = 0\n"
+        "[System Disk 2]\nDEV_BUS = B00:D31:F2\nDEV_PORT = 1\n");
+    clear_invocations();
+    ASSERT_EQ(enumerate("root"), (std::vector<std::string>{"sg3", "sg4"}));
+    EXPECT_EQ(invocations(), (std::vector<std::string>{
+                                 "pidof udevd 1 2",
+                                 "/sbin/udevadm control --env=sg3=root",
+                                 "pidof udevd 1 2",
+                                 "/sbin/udevadm control --env=sg4=root",
+                             }))
+        << "udev rules name each disk's enclosure from this command";
+
+    write_file("/sim/answers/pidof", "== *\nexit 1\n");
+    clear_invocations();
+    ASSERT_EQ(enumerate("root").size(), 2u);
+    for (const auto &run : invocations())
+        EXPECT_EQ(run.find("udevadm"), std::string::npos) << "udevadm run without udevd: " << run;
+}
+
 class BlockDeviceWait : public RootLookup {
   protected:
     void SetUp() override {
