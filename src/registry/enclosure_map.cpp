@@ -156,8 +156,10 @@ extern "C" int SE_Import_Enc_Map(void) {
 extern "C" int se_sync_enc_bitmap(void) {
     if (file_exists(SE_ENC_MAP_FILE))
         return 0;
+    // The map is created even when nothing is attached yet: its bitmap is then empty.
     char bitmap[kValueLen] = {};
-    if (Ini_Conf_Get_Field(HAL_CONF_FILE, kIndex, kEncBitmap, bitmap, sizeof bitmap) > 0)
-        Ini_Conf_Set_Field(SE_ENC_MAP_FILE, kIndex, kEncBitmap, bitmap);
+    if (Ini_Conf_Get_Field(HAL_CONF_FILE, kIndex, kEncBitmap, bitmap, sizeof bitmap) <= 0)
+        bitmap[0] = '\0';
+    Ini_Conf_Set_Field(SE_ENC_MAP_FILE, kIndex, kEncBitmap, bitmap);
     return 0;
 }

@@ -352,6 +352,13 @@ TEST_F(Registry, ExportAndImportCarryTheMap) {
     EXPECT_EQ(field(SE_ENC_MAP_FILE, "Index", "enc_uid_root_cache"), "23");
     EXPECT_EQ(field(SE_ENC_MAP_FILE, "Index", "23"), "enc_uid_root_cache");
     EXPECT_EQ(SE_Import_Enc_Map(), 0);
+
+    ASSERT_EQ(unlink(SE_ENC_MAP_FILE), 0);
+    ASSERT_EQ(unlink(HAL_CONF_FILE), 0);
+    EXPECT_EQ(se_sync_enc_bitmap(), 0);
+    EXPECT_TRUE(nashal::sim::exists(SE_ENC_MAP_FILE))
+        << "with nothing attached the map must still be created, with an empty bitmap";
+    EXPECT_EQ(SE_Import_Enc_Map(), 0);
 }
 
 TEST_F(Registry, UniqueIdPrefersRoleThenWwnThenSerial) {
