@@ -14,6 +14,8 @@ using namespace nashal::enclosure;
 
 namespace {
 
+constexpr int kMaxPcieSlots = 256;
+
 // Appends one id while there is room; the count grows in any case, so that a result above the
 // capacity tells the caller that something didn't fit. Nothing is written past the array.
 void append(char **ids, unsigned int max_count, unsigned int &count, const char *id) {
@@ -115,6 +117,13 @@ extern "C" int se_sys_enumerate(char **enc_sys_ids, unsigned int max_count) {
     if (cap & CAP_PCIE_EXPANSION) {
         // Hexadecimal here, decimal in the root reader: "10" means 16 slots to look at.
         int slots = model_int(kSystemEnclosure, "MAX_PCIE_SLOT", INI_CONF_HEX);
+        // A mistyped count such as 7FFFFFFF would read the model file for hours; no board has
+        // more slots than PCI has buses.
+        if (slots > kMaxPcieSlots) {
+            ERR_TRACE(HAL_TRACE_WARN, "%s: MAX_PCIE_SLOT 0x%x taken as 0x%x\n", __func__,
+                      static_cast<unsigned int>(slots), static_cast<unsigned int>(kMaxPcieSlots));
+            slots = kMaxPcieSlots;
+        }
         for (int slot = 1; slot <= slots; ++slot)
             count += add(pcie_disk_enumerate(rest(enc_sys_ids, max_count, count),
                                              room(max_count, count), slot));

@@ -328,6 +328,11 @@ TEST_F(Board, PcieSlotsAreLookedForUpToTheHexadecimalSlotCount) {
     ENC_INFO info;
     ASSERT_EQ(se_sys_getinfo("root", &info), 0);
     EXPECT_EQ(info.max_pcie_num, 10);
+
+    ASSERT_EQ(
+        Ini_Conf_Set_Field(SE_MODEL_CONF_FILE, "System Enclosure", "MAX_PCIE_SLOT", "7FFFFFFF"), 0);
+    EXPECT_THAT(enumerate(), ElementsAre("root", "root_boot", "root_usb", "root_pcie_16"))
+        << "a mistyped slot count must not stall the boot scan";
     ASSERT_EQ(se_sys_getinfo("root_pcie_1", &info), 0);
     EXPECT_EQ(info.max_disk_num, 1) << "the slot's count takes in disks behind an expander";
     EXPECT_EQ(info.cache_port_bitmap, 0x2u);
