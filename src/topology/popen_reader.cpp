@@ -23,7 +23,12 @@ int comm_sys_read_from_popen(const char *command, char *buffer, int size) {
     char chunk[512];
     size_t n;
     while ((n = fread(chunk, 1, sizeof chunk, pipe.get())) > 0) {
-        if (static_cast<size_t>(room - count) < n) {
+        // Store what fits first, so that the trace tells the count at the moment the byte that
+        // has no room came: size - 1.
+        size_t fits = n < static_cast<size_t>(room - count) ? n : static_cast<size_t>(room - count);
+        memcpy(buffer + count, chunk, fits);
+        count += static_cast<int>(fits);
+        if (fits < n) {
             // Closing our end makes a tool that still writes die of SIGPIPE, so the wait in
             // pclose ends.
             ERR_TRACE(HAL_TRACE_ERROR, "%s(%d):System Error, BUFFER overflow,cmd = %s,count = %d\n",
@@ -32,8 +37,6 @@ int comm_sys_read_from_popen(const char *command, char *buffer, int size) {
             memset(buffer, 0, static_cast<size_t>(size));
             return -1;
         }
-        memcpy(buffer + count, chunk, n);
-        count += static_cast<int>(n);
     }
     pipe.close();  // the exit status is of no interest: a failing tool prints nothing
     if (count == 0) {

@@ -40,6 +40,18 @@ TEST(PopenReader, EndlessOutputStopsAtTheBufferWithoutHanging) {
     EXPECT_EQ(comm_sys_read_from_popen("yes", buf, sizeof buf), -1);
 }
 
+TEST(PopenReader, OverflowTraceTellsTheBytesStoredWhenTheNextOneCame) {
+    auto app = Appliance::fresh();
+    ASSERT_TRUE(app.activate());
+    char buf[16];
+    // 600 bytes arrive in one read; the trace must still say that the buffer was full.
+    EXPECT_EQ(comm_sys_read_from_popen("head -c 600 /dev/zero", buf, sizeof buf), -1);
+    EXPECT_NE(read_file("/var/log/hal_lib.log")
+                  .find("System Error, BUFFER overflow,cmd = head -c 600 /dev/zero,count = 15\n"),
+              std::string::npos)
+        << read_file("/var/log/hal_lib.log");
+}
+
 TEST(SesOffsets, OverallElementCountsAsIndexOne) {
     const uint32_t types[][2] = {{4, 3}, {3, 5}, {0x17, 8}};
     struct {
@@ -132,6 +144,20 @@ TEST_F(SesStandIn, ChangedElementIsSeenByTheNextStatusRead) {
     unsigned char small[16];
     EXPECT_EQ(comm_sys_get_ses_enc_status("sg5", small, sizeof small), -1);
     EXPECT_EQ(comm_sys_get_ses_enc_conf("sg9", types, 32), -1) << "no enclosure answers";
+}
+
+TEST_F(SesStandIn, StatusPageTextIsPrintedAsSgSesPrintsIt) {
+    char text[512];
+    ASSERT_GT(comm_sys_read_from_popen("/sbin/sg_ses -p 0x2 --raw /dev/sg5", text, sizeof text), 0);
+    EXPECT_STREQ(text,
+                 "02 00 00 24 00 00 00 00  00 00 00 00 01 00 00 20\n"
+                 "00 00 00 00 00 00 00 00  00 00 00 00 00 00 00 00\n"
+                 "01 00 00 00 00 00 00 00\n");
+    char page[512];
+    ASSERT_EQ(comm_sys_read_from_popen("/sbin/sg_ses -p 0x2 -rr /dev/sg5", page, sizeof page), 40)
+        << "-rr prints the page in binary";
+    EXPECT_EQ(page[0], 0x02);
+    EXPECT_EQ(page[3], 0x24);
 }
 
 TEST_F(SesStandIn, InquiryTextsAreCopiedAsTheDeviceGivesThem) {
