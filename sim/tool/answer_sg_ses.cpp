@@ -125,16 +125,24 @@ std::string status_page(const SesDescription &d) {
     return page;
 }
 
-// sg_ses --raw: hexadecimal bytes, 16 a line, a wider gap after the eighth.
+// sg_ses --raw (-r once): hexadecimal bytes as sg3_utils' hex dump without address or ASCII
+// column prints them: two digits and a space each, one more space before the ninth byte of a
+// line, sixteen bytes a line, no space at the end of a line.
 std::string as_hex_text(const std::string &bytes) {
     std::string out;
+    std::string line;
     char hex[8];
     for (size_t i = 0; i < bytes.size(); ++i) {
-        snprintf(hex, sizeof hex, "%s%02x", i % 16 == 0 ? " " : (i % 16 == 8 ? "  " : " "),
-                 static_cast<unsigned char>(bytes[i]));
-        out += hex;
-        if (i % 16 == 15 || i + 1 == bytes.size())
-            out += "\n";
+        if (i % 16 == 8)
+            line += ' ';
+        snprintf(hex, sizeof hex, "%02x ", static_cast<unsigned char>(bytes[i]));
+        line += hex;
+        if (i % 16 == 15 || i + 1 == bytes.size()) {
+            while (!line.empty() && line.back() == ' ')
+                line.pop_back();
+            out += line + "\n";
+            line.clear();
+        }
     }
     return out;
 }
