@@ -62,6 +62,8 @@ int comm_sys_get_sas_inquiry_resp(const char *device, char *buffer, int size) {
 }
 
 int comm_sys_parse_sas_vendor_model(const char *inquiry, char *vendor, char *model) {
+    if (!inquiry || !vendor || !model)
+        return 0;  // nothing to fill; the result is 0 whatever the input
     memcpy(vendor, inquiry + kInquiryVendorOffset, kInquiryVendorLen);
     vendor[kInquiryVendorLen] = '\0';
     memcpy(model, inquiry + kInquiryModelOffset, kInquiryModelLen);

@@ -51,7 +51,8 @@ int comm_sys_get_num_behind_string(const char *text, const char *word) {
 }
 
 int comm_sys_get_sdev_target_bus(const char *directory, char *name) {
-    char entry[HAL_ID_LEN];
+    // The whole entry name, so that only the 32 bytes of `name` cut what stands behind "target".
+    char entry[HAL_NAME_LEN];
     if (!name || comm_sys_search_partial_filename(directory, "target", entry, sizeof entry) != 0)
         return -1;
     hal_copy(name, HAL_ID_LEN, entry + strlen("target"));

@@ -187,6 +187,10 @@ TEST_F(PciTree, GenericNodesResolveToTheirDeviceAndExpander) {
     char target[32];
     ASSERT_EQ(comm_sys_get_sdev_target_bus(host0.c_str(), target), 0);
     EXPECT_STREQ(target, "0:0:0");
+    make_dirs("/sys/long/target12345678901234567890123456789012345");
+    ASSERT_EQ(comm_sys_get_sdev_target_bus("/sys/long", target), 0);
+    EXPECT_STREQ(target, "1234567890123456789012345678901")
+        << "only the 32 bytes of the name may cut what stands behind \"target\"";
     EXPECT_EQ(comm_sys_get_sdev_type((host0 + "/target0:0:0/0:0:0:0").c_str()), 0);
     EXPECT_LT(comm_sys_get_sdev_type(host0.c_str()), 0);
 
