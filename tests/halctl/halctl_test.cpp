@@ -57,6 +57,11 @@ TEST(Halctl, ExitCodesTellUsageFromFailure) {
     EXPECT_EQ(halctl("").status, 2);
     // An enclosure that was never attached is a failure, not a usage error.
     EXPECT_EQ(halctl(board.root() + " enclosure 7").status, 1);
+    // An id beyond 32 bits is a usage error, not another enclosure's id cut to fit.
+    ASSERT_EQ(halctl(board.root() + " scan").status, 0);
+    EXPECT_EQ(halctl(board.root() + " enclosure 4294967296").status, 2);
+    EXPECT_EQ(halctl(board.root() + " release-id 4294967329").status, 2);
+    EXPECT_EQ(halctl(board.root() + " release-id 33").status, 0) << "id 33 was released already";
 }
 
 TEST(Halctl, ScanStateStaysInTheBoardBetweenCalls) {

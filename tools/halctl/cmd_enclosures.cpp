@@ -1,4 +1,5 @@
 // Enclosures: the boot scan, what is attached, the hot-plug entries and the persistent map.
+#include <climits>
 #include <cstdio>
 #include <cstring>
 #include <fstream>
@@ -56,6 +57,16 @@ bool read_info(int enc_id, ENC_INFO &info) {
     return SE_Get_Info(enc_id, &info) == 0;
 }
 
+// An enclosure id as the registry takes it: a 32-bit integer. A larger number is refused rather
+// than cut, which would name another enclosure (4294967329 would release id 33).
+bool parse_enc_id(const std::string &text, int &id) {
+    long long value = 0;
+    if (!halctl::parse_int(text, value) || value < INT_MIN || value > INT_MAX)
+        return false;
+    id = static_cast<int>(value);
+    return true;
+}
+
 int one_sys_id(halctl::Context &ctx, const char *what) {
     if (ctx.args.size() != 1)
         return halctl::usage_error(ctx, std::string(what) + " takes one SYS_ID");
@@ -91,11 +102,11 @@ HALCTL_COMMAND(cmd_enclosures, "enclosures", "", "list every attached enclosure"
 }
 
 HALCTL_COMMAND(cmd_enclosure, "enclosure", "ID", "show one attached enclosure") {
-    long long id = 0;
-    if (ctx.args.size() != 1 || !halctl::parse_int(ctx.args[0], id))
+    int id = 0;
+    if (ctx.args.size() != 1 || !parse_enc_id(ctx.args[0], id))
         return halctl::usage_error(ctx, "enclosure takes one numeric ID");
     ENC_INFO info;
-    if (!read_info(static_cast<int>(id), info))
+    if (!read_info(id, info))
         return halctl::failure("enclosure " + ctx.args[0] + " is not attached");
     ctx.out.record(record_of(info));
     return halctl::kOk;
@@ -135,10 +146,10 @@ HALCTL_COMMAND(cmd_detach, "detach", "SYS_ID", "take an enclosure, its children 
 
 HALCTL_COMMAND(cmd_release_id, "release-id", "ID|-1",
                "forget an enclosure id in the persistent map (-1: all)") {
-    long long id = 0;
-    if (ctx.args.size() != 1 || !halctl::parse_int(ctx.args[0], id) || id < -1)
+    int id = 0;
+    if (ctx.args.size() != 1 || !parse_enc_id(ctx.args[0], id) || id < -1)
         return halctl::usage_error(ctx, "release-id takes an ID or -1");
-    if (SE_Release_Id(static_cast<int>(id)) != 0)
+    if (SE_Release_Id(id) != 0)
         return halctl::failure("id " + ctx.args[0] + " is not in the map");
     ctx.out.message("released " + ctx.args[0]);
     return halctl::kOk;
