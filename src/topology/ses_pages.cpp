@@ -135,6 +135,8 @@ int comm_sys_send_ses_enc_control(const char *sg_name, const unsigned char *data
         return -1;
     size_t used = 0;
     text[0] = '\0';
+    // Three characters a byte: 341 bytes fill the text. A longer page (none of the callers' is,
+    // at 256 bytes) is cut there rather than written past the text.
     for (int i = 0; i < length && used + 3 < text_len; ++i)
         used += static_cast<size_t>(snprintf(text.get() + used, text_len - used, "%02x,", data[i]));
     if (used > 0)

@@ -141,6 +141,13 @@ TEST_F(SesStandIn, ChangedElementIsSeenByTheNextStatusRead) {
     EXPECT_EQ(again[offset + 2], 0x02) << "the locate request did not reach the enclosure";
     EXPECT_EQ(again[offset - 4 + 2], 0x00) << "a neighbour element changed";
 
+    // A page longer than the 1024-byte text and command hold is cut, never written past them.
+    unsigned char big[400] = {};
+    ASSERT_EQ(comm_sys_send_ses_enc_control("sg5", big, sizeof big), 0);
+    const std::string last = invocations().back();
+    EXPECT_EQ(last.rfind("/sbin/sg_ses -c -p 0x2 -d 00,00,", 0), 0u) << last;
+    EXPECT_LT(last.size(), 1024u);
+
     unsigned char small[16];
     EXPECT_EQ(comm_sys_get_ses_enc_status("sg5", small, sizeof small), -1);
     EXPECT_EQ(comm_sys_get_ses_enc_conf("sg9", types, 32), -1) << "no enclosure answers";
