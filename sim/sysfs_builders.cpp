@@ -32,12 +32,17 @@ std::string padded(const std::string &text, size_t width) {
     return out + "\n";
 }
 
-// Minor number of a whole disk: sda 0, sdb 16, ..., sdz 400, sdaa 416.
-int sd_minor(const std::string &block) {
+// "major:minor" of a whole disk as the sd driver numbers it: sixteen disks to a major (8, then
+// 65 to 71, then 128 to 135), sixteen minors to a disk. sda is 8:0, sdp 8:240, sdq 65:0.
+std::string sd_dev(const std::string &block) {
     int index = 0;
     for (size_t i = 2; i < block.size(); ++i)
         index = index * 26 + (block[i] - 'a' + 1);
-    return (index - 1) * 16;
+    --index;
+    int group = (index & 0xf0) >> 4;
+    int major = group == 0 ? 8 : group < 8 ? 64 + group : 120 + group;
+    int minor = ((index & 0xf) << 4) | ((index & 0xfff00) << 12);
+    return std::to_string(major) + ":" + std::to_string(minor) + "\n";
 }
 
 }  // namespace
@@ -250,7 +255,7 @@ ScsiDevice SysfsTree::scsi_device(const std::string &parent, const ScsiAddress &
     }
     if (!desc.block.empty()) {
         d.block = d.device + "/block/" + desc.block;
-        attribute(d.block, "dev", fmt("8:%d\n", sd_minor(desc.block)));
+        attribute(d.block, "dev", sd_dev(desc.block));
         attribute(d.block, "size", "7814037168\n");
         attribute(d.block, "removable", "0\n");
         link(d.device, d.block + "/device");

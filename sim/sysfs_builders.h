@@ -131,7 +131,8 @@ class SysfsTree {
 
     // --- SCSI devices ---
     // parent/targetH:C:T/H:C:T:L with type, vendor, model, rev, generic -> scsi_generic/sgN
-    // (dev "21:N"), block/sdX (dev "8:M"), class links, and the /dev nodes.
+    // (dev "21:N"), block/sdX (dev "8:M", "65:M" from sdq on, as sd numbers them), class links, and
+    // the /dev nodes.
     ScsiDevice scsi_device(const std::string &parent, const ScsiAddress &address,
                            const ScsiDesc &desc);
 

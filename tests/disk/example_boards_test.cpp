@@ -3,7 +3,10 @@
 // bay the model file gives it. A mismatch here is the wrong LED lit on a real box.
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
 #include <algorithm>
+#include <cstdio>
 #include <cstdlib>
 #include <map>
 #include <string>
@@ -13,6 +16,7 @@
 #include "nashal/comm_path.h"
 #include "nashal/pd_sys.h"
 #include "sim/appliance.h"
+#include "sim/fs.h"
 
 namespace {
 
@@ -73,6 +77,49 @@ void check_board(const char *board, const std::vector<Expected> &expected) {
                 << board << ": " << sg << " is listed in one enclosure and mapped to another";
             EXPECT_EQ(reverse_bay(e.enclosure, sg), bay)
                 << board << ": " << sg << " would get the wrong bay (LED, slot number)";
+        }
+    }
+}
+
+// The disk name the kernel gives a block device number: sixteen disks to a major (8, 65-71,
+// 128-135), sixteen minors to a disk.
+std::string sd_name_of(const std::string &dev) {
+    int major = -1;
+    int minor = -1;
+    if (sscanf(dev.c_str(), "%d:%d", &major, &minor) != 2 || minor % 16 != 0 || minor > 255)
+        return "?";
+    int group = major == 8                     ? 0
+                : major >= 65 && major <= 71   ? major - 64
+                : major >= 128 && major <= 135 ? major - 120
+                                               : -1;
+    if (group < 0)
+        return "?";
+    int index = group * 16 + minor / 16;
+    std::string suffix;
+    for (int i = index + 1; i > 0; i = (i - 1) / 26)
+        suffix.insert(suffix.begin(), static_cast<char>('a' + (i - 1) % 26));
+    return "sd" + suffix;
+}
+
+TEST(ExampleBoards, SysfsIsAsTheKernelWritesIt) {
+    for (const char *board : {"x86-8bay", "x86-pcie-sas"}) {
+        auto app = nashal::sim::Appliance::copy_of(std::string(NASHAL_EXAMPLES_DIR) + "/" + board);
+        ASSERT_TRUE(app.activate());
+        for (const auto &name : nashal::sim::list_dir("/sys/block")) {
+            std::string dev = nashal::sim::read_file("/sys/block/" + name + "/dev");
+            EXPECT_EQ(sd_name_of(dev), name)
+                << board << ": /sys/block/" << name << "/dev is " << dev
+                << " - a lookup by device number would name another disk";
+        }
+        for (const auto &name : nashal::sim::list_dir("/sys/class/scsi_generic")) {
+            std::string link = "/sys/class/scsi_generic/" + name;
+            char target[HAL_SYSFS_PATH_LEN] = "";
+            ssize_t n = readlink(link.c_str(), target, sizeof(target) - 1);
+            ASSERT_GT(n, 0) << board << ": " << link << " is no link";
+            EXPECT_EQ(std::string(target, 6), "../../")
+                << board << ": " << link << " must be relative, as the kernel's are";
+            EXPECT_EQ(nashal::sim::read_file(link + "/dev"), "21:" + name.substr(2) + "\n")
+                << board << ": " << name;
         }
     }
 }
