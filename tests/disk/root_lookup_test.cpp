@@ -90,6 +90,22 @@ TEST_F(RootLookup, SlotWithoutPortIsSkippedAndLaterSlotsStillCount) {
     EXPECT_EQ(enumerate("root"), std::vector<std::string>{"sg1"});
 }
 
+TEST_F(RootLookup, EsataPortWhoseControllerIsGoneTakesOneOffTheCount) {
+    // The eSATA count has always gone down by one for a port whose PCI bus is not there; the
+    // disk found on the other port is then not listed, and its text must not leak.
+    auto ahci = t_.pci_function(root_, 0, 0, 0x1f, 2, kPciClassAhci);
+    t_.scsi_device(t_.ahci_port(ahci, 1, 0), {0, 0, 0, 0}, ScsiDesc::disk(0, "", "ATA", "D"));
+    model(
+        "[Esata Disk 1]\nDEV_BUS = B05:D00:F0\nDEV_PORT = 0\n"
+        "[Esata Disk 2]\nDEV_BUS = B00:D31:F2\nDEV_PORT = 0\n");
+    char *list[MAX_PD_SYS_ENUM] = {};
+    EXPECT_EQ(pd_sys_enumerate("root_esata", list, MAX_PD_SYS_ENUM), 0);
+    EXPECT_EQ(list[0], nullptr) << "an entry beyond the count is the caller's no longer";
+
+    model("[Esata Disk 1]\nDEV_BUS = B00:D31:F2\nDEV_PORT = 0\n");
+    EXPECT_EQ(enumerate("root_esata"), std::vector<std::string>{"sg0"});
+}
+
 TEST_F(RootLookup, SecondHubLevelLooksTwoHubsDeep) {
     auto xhci = t_.pci_function(root_, 0, 0, 0x14, 0, kPciClassXhci);
     auto rh = t_.usb_root_hub(xhci, 4, 4, "480");
