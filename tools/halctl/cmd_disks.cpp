@@ -2,6 +2,7 @@
 // as the reverse lookup computes them. A field engineer checking a new model file sees at once
 // a disk that is found but mapped back to another enclosure or to the wrong bay.
 #include <cstdlib>
+#include <cstring>
 #include <string>
 
 #include "disk/disk_model.h"
@@ -16,15 +17,15 @@ namespace {
 int reverse_bay(const std::string &enc, const char *sg) {
     int physical = -1;
     int switch_port = -1;
-    if (enc == "root_usb" || enc == "root_boot") {
-        char link[HAL_SYSFS_PATH_LEN];
-        char bus[HAL_ID_LEN];
-        if (comm_sys_get_sg_path_info(sg, link, sizeof(link)) >= 0 &&
-            nashal::disk::usb_bus_from_path(link, bus))
-            physical = comm_sys_get_usb_port(bus);
-    } else {
+    // A boot device is on USB or on an ATA port, as the model says; its link text tells which.
+    char link[HAL_SYSFS_PATH_LEN];
+    char bus[HAL_ID_LEN];
+    if ((enc == "root_usb" || enc == "root_boot") &&
+        comm_sys_get_sg_path_info(sg, link, sizeof(link)) >= 0 && strstr(link, "usb") &&
+        nashal::disk::usb_bus_from_path(link, bus))
+        physical = comm_sys_get_usb_port(bus);
+    else if (enc != "root_usb")
         get_physical_drive_port(sg, &physical, &switch_port);
-    }
     PD_INFO info{};
     if (get_pd_port_id(enc.c_str(), sg, physical, switch_port, &info) != 0)
         return -100;
