@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <cstring>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "foundation/ini_document.h"
@@ -47,35 +48,40 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     std::string field = first_line(text, section.size() + 1, 40);
     std::string value = first_line(text, section.size() + field.size() + 2, 80);
     const char *sec = section.empty() ? nullptr : section.c_str();
-    bool names_ok = std::strlen(field.c_str()) == field.size() &&
-                    std::strlen(section.c_str()) == section.size() &&
-                    std::strlen(value.c_str()) == value.size() &&
-                    nashal::ini::valid_section_name(sec) &&
-                    nashal::ini::valid_field_name(field.c_str()) &&
-                    nashal::ini::valid_value(value.c_str()) &&
-                    (!sec || section.find(']') == std::string::npos);
+    bool names_ok =
+        std::strlen(field.c_str()) == field.size() &&
+        std::strlen(section.c_str()) == section.size() &&
+        std::strlen(value.c_str()) == value.size() && nashal::ini::valid_section_name(sec) &&
+        nashal::ini::valid_field_name(field.c_str()) && nashal::ini::valid_value(value.c_str()) &&
+        (!sec || section.find(']') == std::string::npos);
     // A query straight from the bytes finds what the document finds.
-    if (std::strlen(field.c_str()) == field.size() && std::strlen(section.c_str()) == section.size()) {
-        std::string direct;
+    if (std::strlen(field.c_str()) == field.size() &&
+        std::strlen(section.c_str()) == section.size()) {
+        std::string_view direct;
         const std::string *in_doc = doc.find(sec, field.c_str());
         bool found = nashal::ini::lookup(text, sec, field.c_str(), &direct);
         check(found == (in_doc != nullptr) && (!found || direct == *in_doc));
     }
 
     if (names_ok) {
-        doc.set(sec, field.c_str(), value);
-        const std::string *found = doc.find(sec, field.c_str());
-        check(found != nullptr);
-        std::string again = doc.serialize();
-        Document reread = Document::parse(again.data(), again.size());
+        // A set is found after a write and a read, and leaves every other line as it was.
+        std::string edited = text;
+        nashal::ini::set_field(edited, sec, field.c_str(), value);
+        Document reread = Document::parse(edited.data(), edited.size());
         const std::string *back = reread.find(sec, field.c_str());
-        check(back != nullptr && *back == *found);
+        std::string_view trimmed_value;
+        check(back != nullptr && nashal::ini::lookup(edited, sec, field.c_str(), &trimmed_value) &&
+              *back == trimmed_value);
+        std::string again = edited;
+        check(!nashal::ini::set_field(again, sec, field.c_str(), value) && again == edited);
         reread.remove_field(sec, field.c_str());
         check(reread.find(sec, field.c_str()) == nullptr);
         if (sec) {
-            reread.set(sec, field.c_str(), value);
-            reread.remove_section(sec);
-            check(!reread.has_section(sec));
+            std::string with = reread.serialize();
+            nashal::ini::set_field(with, sec, field.c_str(), value);
+            Document doc2 = Document::parse(with.data(), with.size());
+            doc2.remove_section(sec);
+            check(!doc2.has_section(sec));
         }
     }
 

@@ -12,13 +12,15 @@ using namespace nashal::ini;
 namespace {
 
 std::vector<bool> read_bitmap(const char *file, const char *section, const char *field) {
-    std::string value;
-    return query(file, section, field, &value) ? parse_bitmap(value.c_str()) : std::vector<bool>();
+    std::string_view value;
+    return query(file, section, field, &value) ? parse_bitmap(std::string(value).c_str())
+                                               : std::vector<bool>();
 }
 
-std::vector<bool> bitmap_of(const Document &doc, const char *section, const char *field) {
-    const std::string *value = doc.find(section, field);
-    return value ? parse_bitmap(value->c_str()) : std::vector<bool>();
+std::vector<bool> bitmap_of(std::string_view bytes, const char *section, const char *field) {
+    std::string_view value;
+    return lookup(bytes, section, field, &value) ? parse_bitmap(std::string(value).c_str())
+                                                 : std::vector<bool>();
 }
 
 bool test(const std::vector<bool> &bits, int bit) {
@@ -27,12 +29,12 @@ bool test(const std::vector<bool> &bits, int bit) {
 
 // Sets or clears one bit and marks the document changed when the field's text changes (a
 // missing field is created by a set).
-void put(Document &doc, const char *section, const char *field, std::vector<bool> bits, int bit,
-         bool on, bool &changed) {
+void put(std::string &bytes, const char *section, const char *field, std::vector<bool> bits,
+         int bit, bool on, bool &changed) {
     if (bits.size() <= static_cast<size_t>(bit))
         bits.resize(static_cast<size_t>(bit) + 1);
     bits[static_cast<size_t>(bit)] = on;
-    changed = doc.set(section, field, format_bitmap(bits));
+    changed = set_field(bytes, section, field, format_bitmap(bits));
 }
 
 bool valid_names(const char *section, const char *field) {
@@ -41,8 +43,8 @@ bool valid_names(const char *section, const char *field) {
 
 }  // namespace
 
-extern "C" int Ini_Conf_Bitmap_Is_Bit_Set(const char *file, const char *section,
-                                          const char *field, int bit) {
+extern "C" int Ini_Conf_Bitmap_Is_Bit_Set(const char *file, const char *section, const char *field,
+                                          int bit) {
     return test(read_bitmap(file, section, field), bit) ? 1 : 0;
 }
 
@@ -50,22 +52,22 @@ extern "C" int Ini_Conf_Bitmap_Set_Bit(const char *file, const char *section, co
                                        int bit) {
     if (bit < 0 || bit >= kBitmapBits || !valid_names(section, field))
         return -1;
-    return change(file, [&](Document &doc, bool, bool &changed) {
-        std::vector<bool> bits = bitmap_of(doc, section, field);
+    return change_bytes(file, [&](std::string &bytes, bool, bool &changed) {
+        std::vector<bool> bits = bitmap_of(bytes, section, field);
         if (!test(bits, bit))
-            put(doc, section, field, std::move(bits), bit, true, changed);
+            put(bytes, section, field, std::move(bits), bit, true, changed);
         return 0;
     });
 }
 
-extern "C" int Ini_Conf_Bitmap_Reset_Bit(const char *file, const char *section,
-                                         const char *field, int bit) {
+extern "C" int Ini_Conf_Bitmap_Reset_Bit(const char *file, const char *section, const char *field,
+                                         int bit) {
     if (bit < 0 || !valid_names(section, field))
         return -1;
-    return change(file, [&](Document &doc, bool, bool &changed) {
-        std::vector<bool> bits = bitmap_of(doc, section, field);
+    return change_bytes(file, [&](std::string &bytes, bool, bool &changed) {
+        std::vector<bool> bits = bitmap_of(bytes, section, field);
         if (test(bits, bit))
-            put(doc, section, field, std::move(bits), bit, false, changed);
+            put(bytes, section, field, std::move(bits), bit, false, changed);
         return 0;
     });
 }
@@ -88,12 +90,12 @@ extern "C" int Ini_Conf_Bitmap_Get_Next_Free_Bit(const char *file, const char *s
         *bit = free_bit;
         return 0;
     }
-    return change(file, [&](Document &doc, bool, bool &changed) {
-        std::vector<bool> bits = bitmap_of(doc, section, field);
+    return change_bytes(file, [&](std::string &bytes, bool, bool &changed) {
+        std::vector<bool> bits = bitmap_of(bytes, section, field);
         int free_bit = lowest_clear(bits);
         if (free_bit < 0)
             return -1;
-        put(doc, section, field, std::move(bits), free_bit, true, changed);
+        put(bytes, section, field, std::move(bits), free_bit, true, changed);
         *bit = free_bit;
         return 0;
     });
@@ -107,9 +109,9 @@ extern "C" int Ini_Conf_Bitmap_Get_Set_Count(const char *file, const char *secti
     return count;
 }
 
-extern "C" int Ini_Conf_Bitmap_Enumerate(const char *file, const char *section,
-                                         const char *field, int *array, int capacity,
-                                         INI_CONF_BITMAP_CB callback, void *cookie) {
+extern "C" int Ini_Conf_Bitmap_Enumerate(const char *file, const char *section, const char *field,
+                                         int *array, int capacity, INI_CONF_BITMAP_CB callback,
+                                         void *cookie) {
     std::vector<bool> bits = read_bitmap(file, section, field);
     int taken = 0;
     for (size_t i = 0; i < bits.size(); ++i) {

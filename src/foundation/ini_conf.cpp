@@ -1,5 +1,6 @@
 // Fields of the configuration store: text and integer values, removal of fields and sections.
 // Each call reads the file afresh; each change is one locked read-modify-write (ini_file.h).
+// Queries and sets work on the bytes of the file; removals parse it.
 #include "nashal/ini_conf.h"
 
 #include <cerrno>
@@ -17,10 +18,10 @@ extern "C" int Ini_Conf_Get_Field(const char *file, const char *section, const c
                                   char *out, int size) {
     if (!out || size <= 0 || !field)
         return -1;
-    std::string value;
+    std::string_view value;
     if (!query(file, section, field, &value))
         return -1;
-    nashal::hal_copy(out, static_cast<size_t>(size), value.c_str(), value.size());
+    nashal::hal_copy(out, static_cast<size_t>(size), value.data(), value.size());
     return static_cast<int>(strlen(out)) + 1;
 }
 
@@ -28,8 +29,8 @@ extern "C" int Ini_Conf_Set_Field(const char *file, const char *section, const c
                                   const char *value) {
     if (!valid_section_name(section) || !valid_field_name(field) || !valid_value(value))
         return -1;
-    return change(file, [&](Document &doc, bool, bool &changed) {
-        changed = doc.set(section, field, value);
+    return change_bytes(file, [&](std::string &bytes, bool, bool &changed) {
+        changed = set_field(bytes, section, field, value);
         return 0;
     });
 }
@@ -38,9 +39,10 @@ extern "C" int Ini_Conf_Get_Field_Int(const char *file, const char *section, con
                                       int32_t *out, int format) {
     if (!out || !field)
         return -1;
-    std::string value;
-    if (!query(file, section, field, &value))
+    std::string_view found;
+    if (!query(file, section, field, &found))
         return -1;
+    std::string value(found);
     int32_t parsed = 0;
     if (!parse_int32(value.c_str(), format, &parsed))
         return 0;

@@ -58,36 +58,169 @@ LineView scan_line(std::string_view line) {
     return {LineKind::Field, trim(t.substr(0, eq)), trim(t.substr(eq + 1))};
 }
 
-bool lookup(std::string_view bytes, const char *section, const char *field, std::string *value) {
+namespace {
+
+// Where a line that starts at p ends (its '\n' or the end of the bytes).
+const char *line_end(const char *p, const char *end) {
+    const void *nl = std::memchr(p, '\n', static_cast<size_t>(end - p));
+    return nl ? static_cast<const char *>(nl) : end;
+}
+
+// The first line at or after p whose first non-blank character is "[": a section header or a
+// line scan_line calls Other. End when there is none.
+const char *next_bracket_line(const char *p, const char *begin, const char *end) {
+    while (p < end) {
+        const void *hit = std::memchr(p, '[', static_cast<size_t>(end - p));
+        if (!hit)
+            return end;
+        const char *b = static_cast<const char *>(hit);
+        const char *s = b;
+        while (s > begin && blank(s[-1]))
+            --s;
+        if (s == begin || s[-1] == '\n')
+            return s;
+        p = b + 1;
+    }
+    return end;
+}
+
+// Whether the bytes from p (up to end) begin with the name. Names are short: a plain loop does
+// better than a library call here.
+bool starts_with(const char *p, const char *end, std::string_view name) {
+    if (static_cast<size_t>(end - p) < name.size())
+        return false;
+    // Names of one file mostly differ in their last characters ("PhysicalDisk_%d"): try the
+    // last one first.
+    if (!name.empty() && p[name.size() - 1] != name.back())
+        return false;
+    for (char c : name)
+        if (*p++ != c)
+            return false;
+    return true;
+}
+
+}  // namespace
+
+// The same answer as scan_line over every line, without classifying the lines of other
+// sections: those are only looked at for a "[" that starts them.
+bool lookup(std::string_view bytes, const char *section, const char *field,
+            std::string_view *value) {
     if (!field)
         return false;
     std::string_view key = trim(field), sec = wanted_name(section);
-    SectionCursor cursor;
-    while (!bytes.empty()) {
-        size_t nl = bytes.find('\n');
-        std::string_view line = bytes.substr(0, nl);
-        bytes = nl == std::string_view::npos ? std::string_view() : bytes.substr(nl + 1);
-        LineView v = scan_line(line);
-        if (v.kind == LineKind::Section) {
-            cursor.enter(v.name);
-        } else if (v.kind == LineKind::Field && v.name == key && cursor.is(section, sec)) {
-            if (value)
-                value->assign(v.value);
-            return true;
+    // A name holds no "=": it ends at the first one.
+    if (key.find('=') != std::string_view::npos)
+        return false;
+    const char *begin = bytes.data(), *end = begin + bytes.size();
+    const char *p = begin;
+    bool in_wanted = section == nullptr;
+    while (p < end) {
+        if (!in_wanted) {
+            // A null section only has the lines before the first header.
+            if (!section)
+                return false;
+            p = next_bracket_line(p, begin, end);
+            if (p == end)
+                return false;
+            // Outside the section a header whose name doesn't begin as the wanted one can only
+            // keep the walk outside: passed over without finding where its line ends.
+            const char *n = p;
+            while (blank(*n))
+                ++n;
+            ++n;  // the "["
+            while (n < end && blank(*n))
+                ++n;
+            if (!starts_with(n, end, sec)) {
+                p = n;
+                continue;
+            }
         }
+        const char *eol = line_end(p, end);
+        const char *b = p;
+        while (b < eol && blank(*b))
+            ++b;
+        if (b < eol && *b == '[') {
+            LineView v = scan_line(std::string_view(b, static_cast<size_t>(eol - b)));
+            if (v.kind == LineKind::Section)
+                in_wanted = section && v.name == sec;
+        } else if (in_wanted && b < eol && *b != ';' && *b != '#' && starts_with(b, eol, key)) {
+            const char *q = b + key.size();
+            while (q < eol && blank(*q))
+                ++q;
+            if (q < eol && *q == '=') {
+                if (value)
+                    *value = trim(std::string_view(q + 1, static_cast<size_t>(eol - q - 1)));
+                return true;
+            }
+        }
+        p = eol == end ? end : eol + 1;
     }
     return false;
+}
+
+namespace {
+
+std::string field_text(std::string_view key, std::string_view value) {
+    std::string v(trim(value));
+    return v.empty() ? std::string(key) + " =" : std::string(key) + " = " + v;
+}
+
+}  // namespace
+
+bool set_field(std::string &bytes, const char *section, const char *field, std::string_view value) {
+    std::string_view key = trim(field), sec = wanted_name(section);
+    SectionCursor cursor;
+    // The field goes behind the last field of the section's first block: a comment after it
+    // may well belong to the next section. Before the first header when the section is null.
+    bool section_seen = section == nullptr;
+    bool in_block = section == nullptr;
+    size_t insert_at = 0;
+    const size_t size = bytes.size();
+    // Offsets past a last line without its '\n' count as if it had one: the change adds it.
+    size_t pos = 0;
+    while (pos < size) {
+        size_t nl = bytes.find('\n', pos);
+        size_t eol = nl == std::string::npos ? size : nl;
+        size_t next = eol + 1;
+        LineView v = scan_line(std::string_view(bytes).substr(pos, eol - pos));
+        if (v.kind == LineKind::Section) {
+            cursor.enter(v.name);
+            in_block = false;
+            if (!section_seen && cursor.is(section, sec)) {
+                section_seen = in_block = true;
+                insert_at = next;
+            }
+        } else if (v.kind == LineKind::Field && v.name == key && cursor.is(section, sec)) {
+            if (v.value == trim(value))
+                return false;
+            std::string text = field_text(key, value);
+            if (bytes.back() != '\n')
+                bytes += '\n';
+            bytes.replace(pos, eol - pos, text);
+            return true;
+        } else if (in_block && (v.kind == LineKind::Field || v.kind == LineKind::Other)) {
+            insert_at = next;
+        }
+        pos = next;
+    }
+    // From here on the cursor's names, which point into the bytes, are no longer looked at.
+    if (!bytes.empty() && bytes.back() != '\n')
+        bytes += '\n';
+    std::string text = field_text(key, value) + '\n';
+    if (!section_seen) {
+        bytes += '[';
+        bytes += sec;
+        bytes += "]\n";
+        bytes += text;
+    } else {
+        bytes.insert(insert_at, text);
+    }
+    return true;
 }
 
 Document::Line Document::classify(std::string text) {
     LineView v = scan_line(text);
     return Line{text, v.kind, std::string(v.name), std::string(v.value)};
-}
-
-Document::Line Document::field_line(std::string_view field, std::string_view value) {
-    std::string name(trim(field)), v(trim(value));
-    std::string text = v.empty() ? name + " =" : name + " = " + v;
-    return Line{text, LineKind::Field, name, v};
 }
 
 Document Document::parse(const char *data, size_t size) {
@@ -132,43 +265,6 @@ bool Document::has_section(const char *section) const {
         if (l.kind == LineKind::Section && l.name == name)
             return true;
     return false;
-}
-
-bool Document::set(const char *section, const char *field, const std::string &value) {
-    std::string_view key = trim(field), sec = wanted_name(section);
-    SectionCursor cursor;
-    // The field goes behind the last field of the section's first block: a comment after it
-    // may well belong to the next section. Before the first header when the section is null.
-    bool section_seen = section == nullptr;
-    bool in_block = section == nullptr;
-    size_t insert_at = 0;
-    for (size_t i = 0; i < lines_.size(); ++i) {
-        Line &l = lines_[i];
-        if (l.kind == LineKind::Section) {
-            cursor.enter(l.name);
-            in_block = false;
-            if (!section_seen && cursor.is(section, sec)) {
-                section_seen = in_block = true;
-                insert_at = i + 1;
-            }
-            continue;
-        }
-        if (l.kind == LineKind::Field && l.name == key && cursor.is(section, sec)) {
-            if (l.value == trim(value))
-                return false;
-            l = field_line(key, value);
-            return true;
-        }
-        if (in_block && (l.kind == LineKind::Field || l.kind == LineKind::Other))
-            insert_at = i + 1;
-    }
-    if (!section_seen) {
-        std::string name(sec);
-        lines_.push_back(Line{"[" + name + "]", LineKind::Section, name, {}});
-        insert_at = lines_.size();
-    }
-    lines_.insert(lines_.begin() + static_cast<std::ptrdiff_t>(insert_at), field_line(key, value));
-    return true;
 }
 
 bool Document::remove_field(const char *section, const char *field) {

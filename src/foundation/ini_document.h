@@ -9,6 +9,10 @@
 // the first "=", with the blanks around it cut. Lines the parser doesn't understand, comments
 // and blank lines are kept byte for byte, so a hand-written file (a model file) keeps its look
 // when a field of it is changed. Only the lines that an edit touches are rewritten.
+//
+// Queries and sets work on the file's bytes directly (lookup, set_field): they are the calls the
+// registry makes all the time, and building a document of a few hundred lines would cost more
+// than reading the file. The document serves the rarer removals.
 #ifndef NASHAL_FOUNDATION_INI_DOCUMENT_H
 #define NASHAL_FOUNDATION_INI_DOCUMENT_H
 
@@ -30,8 +34,15 @@ struct LineView {
 LineView scan_line(std::string_view line);
 
 // The value of one field straight from a file's bytes, without building a document: what a
-// query does. A null section names the fields before the first section. False when absent.
-bool lookup(std::string_view bytes, const char *section, const char *field, std::string *value);
+// query does. A null section names the fields before the first section. False when absent; the
+// value points into the bytes.
+bool lookup(std::string_view bytes, const char *section, const char *field,
+            std::string_view *value);
+
+// Sets one field straight in a file's bytes, creating the section and the field when missing;
+// the bytes end as Document::parse(bytes) with the same set would write them. False, with the
+// bytes untouched, when the field already holds the value. The names must be valid (below).
+bool set_field(std::string &bytes, const char *section, const char *field, std::string_view value);
 
 class Document {
   public:
@@ -44,7 +55,6 @@ class Document {
     bool has_section(const char *section) const;
 
     // Each returns true when the document changed.
-    bool set(const char *section, const char *field, const std::string &value);
     bool remove_field(const char *section, const char *field);
     bool remove_section(const char *section);
 
@@ -56,7 +66,6 @@ class Document {
         std::string value;
     };
     static Line classify(std::string text);
-    static Line field_line(std::string_view field, std::string_view value);
 
     std::vector<Line> lines_;
 };

@@ -9,6 +9,7 @@
 #include <climits>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <mutex>
 #include <thread>
 #include <vector>
@@ -66,8 +67,8 @@ int open_lock_file(const std::string &path, struct stat *st) {
     std::string lck = lock_path(path);
     int fd = open(lck.c_str(), O_RDONLY | O_CREAT | O_CLOEXEC, 0644);
     if (fd < 0) {
-        ERR_TRACE(HAL_TRACE_WARN, "%s: can't open lock file %s due to %s!\n", __func__,
-                  lck.c_str(), strerror(errno));
+        ERR_TRACE(HAL_TRACE_WARN, "%s: can't open lock file %s due to %s!\n", __func__, lck.c_str(),
+                  strerror(errno));
         return -1;
     }
     if (fstat(fd, st) != 0) {
@@ -123,66 +124,91 @@ bool durable(const std::string &path) {
 
 namespace {
 
-// The whole file; false when it exists but can't be read, true with *existed false when it
-// is missing.
-bool read_all(const std::string &path, std::string &bytes, bool *existed) {
+// Opens a store file for reading; -1 when it is missing (existed false) or can't be opened.
+int open_for_read(const char *path, bool *existed) {
     *existed = false;
-    bytes.clear();
-    FileDescriptor fd(open(path.c_str(), O_RDONLY | O_CLOEXEC));
-    if (!fd) {
+    int fd = open(path, O_RDONLY | O_CLOEXEC);
+    if (fd < 0) {
         if (errno == ENOENT || errno == ENOTDIR)
-            return true;
-        ERR_TRACE(HAL_TRACE_WARN, "%s: can't open %s due to %s!\n", __func__, path.c_str(),
+            return -1;
+        ERR_TRACE(HAL_TRACE_WARN, "%s: can't open %s due to %s!\n", __func__, path,
                   strerror(errno));
-        return false;
+        return -1;
     }
-    char buf[4096];
+    *existed = true;
+    return fd;
+}
+
+// Room for a file's bytes, kept per thread so that reading allocates nothing once it has grown.
+// What it holds is read afresh on every call: nothing of a file is remembered between calls.
+struct ReadRoom {
+    std::unique_ptr<char[]> data;
+    size_t size = 0;
+};
+
+ReadRoom &read_room() {
+    thread_local ReadRoom room;
+    return room;
+}
+
+// Reads a file to its end into the room; the number of bytes, or -1 (traced) on a read error.
+ssize_t read_whole(int fd, const char *path, ReadRoom &room) {
+    if (room.size == 0) {
+        room.size = 16384;
+        room.data.reset(new char[room.size]);
+    }
+    size_t used = 0;
     for (;;) {
-        ssize_t n = read(fd.get(), buf, sizeof buf);
+        if (used == room.size) {
+            std::unique_ptr<char[]> bigger(new char[room.size * 2]);
+            std::memcpy(bigger.get(), room.data.get(), used);
+            room.data = std::move(bigger);
+            room.size *= 2;
+        }
+        ssize_t n = read(fd, room.data.get() + used, room.size - used);
         if (n < 0 && errno == EINTR)
             continue;
         if (n < 0) {
-            ERR_TRACE(HAL_TRACE_WARN, "%s: can't read %s due to %s!\n", __func__, path.c_str(),
+            ERR_TRACE(HAL_TRACE_WARN, "%s: can't read %s due to %s!\n", __func__, path,
                       strerror(errno));
-            return false;
+            return -1;
         }
         if (n == 0)
-            break;
-        bytes.append(buf, static_cast<size_t>(n));
+            return static_cast<ssize_t>(used);
+        used += static_cast<size_t>(n);
     }
-    *existed = true;
-    return true;
 }
 
 }  // namespace
 
-bool load(const std::string &path, Document &doc, bool *existed) {
-    std::string bytes;
-    bool found = false;
-    if (!read_all(path, bytes, &found))
+bool read_bytes(const std::string &path, std::string &bytes, bool *existed) {
+    bytes.clear();
+    FileDescriptor fd(open_for_read(path.c_str(), existed));
+    if (!fd)
+        return !*existed;
+    ReadRoom &room = read_room();
+    ssize_t n = read_whole(fd.get(), path.c_str(), room);
+    if (n < 0)
         return false;
-    doc = Document::parse(bytes.data(), bytes.size());
-    if (existed)
-        *existed = found;
+    bytes.assign(room.data.get(), static_cast<size_t>(n));
     return true;
 }
 
-bool save(const std::string &path, const Document &doc) {
+bool save(const std::string &path, std::string_view bytes) {
     std::string dir = dir_of(path);
     std::string tmp = dir + "/." + base_of(path) + ".XXXXXX";
     std::vector<char> name(tmp.begin(), tmp.end());
     name.push_back('\0');
     FileDescriptor fd(mkostemp(name.data(), O_CLOEXEC));
     if (!fd) {
-        ERR_TRACE(HAL_TRACE_WARN, "%s: can't create a temporary file for %s due to %s!\n",
-                  __func__, path.c_str(), strerror(errno));
+        ERR_TRACE(HAL_TRACE_WARN, "%s: can't create a temporary file for %s due to %s!\n", __func__,
+                  path.c_str(), strerror(errno));
         return false;
     }
     struct stat st;
     mode_t mode = stat(path.c_str(), &st) == 0 ? (st.st_mode & 07777) : 0644;
-    std::string text = doc.serialize();
     bool ok = fchmod(fd.get(), mode) == 0 &&
-              (text.empty() || write_exactly(fd.get(), text.data(), text.size()) == 0) &&
+              (bytes.empty() || write_exactly(fd.get(), bytes.data(), bytes.size()) == 0) &&
               (!durable(path) || fsync(fd.get()) == 0);
     fd.reset();
     if (ok && rename(name.data(), path.c_str()) != 0)
@@ -219,15 +245,19 @@ ChangeLock::ChangeLock(const std::string &path) {
     ok_ = lock_exclusive(fd);
 }
 
-bool read_for_query(const char *file, std::string &bytes) {
-    std::string path = store_path(file);
+bool query(const char *file, const char *section, const char *field, std::string_view *value) {
+    if (!file || !*file)
+        return false;
+    // Reading follows a link by itself: the link only matters to the rename of a change.
     bool existed = false;
-    return !path.empty() && read_all(path, bytes, &existed) && existed;
-}
-
-bool query(const char *file, const char *section, const char *field, std::string *value) {
-    std::string bytes;
-    return read_for_query(file, bytes) && lookup(bytes, section, field, value);
+    FileDescriptor fd(open_for_read(file, &existed));
+    if (!fd)
+        return false;
+    ReadRoom &room = read_room();
+    ssize_t n = read_whole(fd.get(), file, room);
+    if (n < 0)
+        return false;
+    return lookup(std::string_view(room.data.get(), static_cast<size_t>(n)), section, field, value);
 }
 
 }  // namespace nashal::ini

@@ -17,6 +17,7 @@
 #define NASHAL_FOUNDATION_INI_FILE_H
 
 #include <string>
+#include <string_view>
 
 #include "foundation/ini_document.h"
 #include "foundation/raii.h"
@@ -30,13 +31,13 @@ std::string store_path(const char *file);
 // The lock file of a store file.
 std::string lock_path(const std::string &path);
 
-// Reads and parses a file. False when it exists but can't be read; a missing file gives an
-// empty document and *existed false.
-bool load(const std::string &path, Document &doc, bool *existed = nullptr);
+// Reads a whole file. False when it exists but can't be read; a missing file gives no bytes
+// and *existed false.
+bool read_bytes(const std::string &path, std::string &bytes, bool *existed);
 
-// Replaces the file with the document's text (temporary file and rename). Traces and returns
-// false on failure; the old file then stays as it was.
-bool save(const std::string &path, const Document &doc);
+// Replaces the file with the bytes (temporary file and rename), keeping its mode. Traces and
+// returns false on failure; the old file then stays as it was.
+bool save(const std::string &path, std::string_view bytes);
 
 // Whether the file is one that must survive a power cut (under /etc/config/).
 bool durable(const std::string &path);
@@ -53,34 +54,44 @@ class ChangeLock {
     bool ok_ = false;
 };
 
-// Runs a read-modify-write of one file under its lock. edit(doc, existed, changed) returns the
-// call's result and sets changed when the file has to be written. A failed lock, read or write
-// gives -1.
+// Runs a read-modify-write of one file's bytes under its lock. edit(bytes, existed, changed)
+// returns the call's result and sets changed when the file has to be written. A failed lock,
+// read or write gives -1.
 template <typename Edit>
-int change(const char *file, Edit edit) {
+int change_bytes(const char *file, Edit edit) {
     std::string path = store_path(file);
     if (path.empty())
         return -1;
     ChangeLock lock(path);
     if (!lock)
         return -1;
-    Document doc;
+    std::string bytes;
     bool existed = false;
-    if (!load(path, doc, &existed))
+    if (!read_bytes(path, bytes, &existed))
         return -1;
     bool changed = false;
-    int result = edit(doc, existed, changed);
-    if (changed && !save(path, doc))
+    int result = edit(bytes, existed, changed);
+    if (changed && !save(path, bytes))
         return -1;
     return result;
 }
 
-// Reads one file's bytes for a query. False when the path is unusable or the file is missing
-// or unreadable.
-bool read_for_query(const char *file, std::string &bytes);
+// The same with the file parsed: edit(doc, existed, changed).
+template <typename Edit>
+int change(const char *file, Edit edit) {
+    return change_bytes(file, [&](std::string &bytes, bool existed, bool &changed) {
+        Document doc = Document::parse(bytes.data(), bytes.size());
+        int result = edit(doc, existed, changed);
+        if (changed)
+            bytes = doc.serialize();
+        return result;
+    });
+}
 
-// The value of one field for a query; false when the file or field is absent.
-bool query(const char *file, const char *section, const char *field, std::string *value);
+// The value of one field for a query: one open, read and close of the file and a scan of its
+// bytes. False when the path is unusable, or the file or field is absent. The value stays
+// valid until the calling thread's next query.
+bool query(const char *file, const char *section, const char *field, std::string_view *value);
 
 }  // namespace nashal::ini
 

@@ -65,6 +65,86 @@ TEST_F(Store, HandWrittenModelFileKeepsItsCommentsAndLayoutWhenOneFieldChanges) 
               "CAP = 0x8000\n\n# slots\n[System Disk]\nDISK_NUM = 4\n");
 }
 
+// Files written by hand or by other programs: no newline at the end, CRLF lines, blanks in the
+// brackets, a header cut short, a section split in two blocks, comments that look like fields.
+TEST_F(Store, QueriesReadHandEditedFilesAsTheirAuthorMeantThem) {
+    struct Case {
+        const char *text, *section, *field, *expected;
+    } cases[] = {
+        {"[Index]\nenc_bitmap = 0x1", "Index", "enc_bitmap", "0x1"},
+        {"[Index]\r\nenc_bitmap = 0x3\r\n", "Index", "enc_bitmap", "0x3"},
+        {"[ Index ]\n  enc_bitmap\t=\t0x5  \n", "Index", "enc_bitmap", "0x5"},
+        {"[A]\nx = 1\n[B]\ny = 2\n[A]\nz = 3\n", "A", "z", "3"},
+        {"[A]\nx = 1\n[B]\ny = 2\n", "B", "x", "<missing>"},
+        {"[A\nx = 1\n", "A", "x", "<missing>"},
+        {"[A]\n[B\nx = 1\n", "A", "x", "1"},
+        {"x = 0\n[A]\nx = 1\n", nullptr, "x", "0"},
+        {"[A]\nx = 1\n", nullptr, "x", "<missing>"},
+        {"[A]\nx=1=2\n", "A", "x", "1=2"},
+        {"[A]\nx=1=2\n", "A", "x=1", "<missing>"},
+        {"[A]\n; x = 9\n#x = 8\nxx = 6\nx = 7\n", "A", "x", "7"},
+        {"[A]\nx =\n", "A", "x", ""},
+    };
+    for (const Case &c : cases) {
+        write_file("/etc/hand.conf", c.text);
+        EXPECT_EQ(get("/etc/hand.conf", c.section, c.field), c.expected)
+            << "[" << (c.section ? c.section : "(none)") << "] " << c.field << " in\n"
+            << c.text;
+    }
+}
+
+TEST_F(Store, SetChangesOneLineOrAddsOneAndLeavesEveryOtherByteAlone) {
+    struct Case {
+        const char *text, *section, *field, *value, *expected;
+    } cases[] = {
+        {"[Index]\nenc_bitmap = 0x1", "Index", "pd", "3", "[Index]\nenc_bitmap = 0x1\npd = 3\n"},
+        {"[Index]\r\nenc_bitmap = 0x3\r\nx = 1\r\n", "Index", "enc_bitmap", "0x7",
+         "[Index]\r\nenc_bitmap = 0x7\nx = 1\r\n"},
+        {"[A]\nx = 1\n[B]\ny = 2\n[A]\nz = 3\n", "A", "w", "4",
+         "[A]\nx = 1\nw = 4\n[B]\ny = 2\n[A]\nz = 3\n"},
+        {"[A]\nx = 1\n[B]\ny = 2\n[A]\nz = 3\n", "A", "z", "5",
+         "[A]\nx = 1\n[B]\ny = 2\n[A]\nz = 5\n"},
+        {"[A]\nx = 1", "B", "y", "2", "[A]\nx = 1\n[B]\ny = 2\n"},
+        {"", nullptr, "x", "1", "x = 1\n"},
+        {"[A]\n", "A", "x", "", "[A]\nx =\n"},
+    };
+    for (const Case &c : cases) {
+        write_file("/etc/hand.conf", c.text);
+        ASSERT_GE(Ini_Conf_Set_Field("/etc/hand.conf", c.section, c.field, c.value), 0);
+        EXPECT_EQ(read_file("/etc/hand.conf"), c.expected)
+            << "[" << (c.section ? c.section : "(none)") << "] " << c.field << " in\n"
+            << c.text;
+    }
+}
+
+TEST_F(Store, SetOfTheValueAFieldHoldsLeavesTheFileUntouched) {
+    write_file(kHal, "[Index]\nenc_bitmap  =  0x1");
+    struct stat before, after;
+    ASSERT_EQ(stat(kHal, &before), 0);
+    ASSERT_GE(Ini_Conf_Set_Field(kHal, "Index", "enc_bitmap", "0x1"), 0);
+    ASSERT_EQ(stat(kHal, &after), 0);
+    EXPECT_EQ(after.st_ino, before.st_ino) << "the file was rewritten for nothing";
+    EXPECT_EQ(read_file(kHal), "[Index]\nenc_bitmap  =  0x1");
+}
+
+// Queries read the whole file, however long: the last field of a 100 KB file is found.
+TEST_F(Store, BigFileIsReadToItsEnd) {
+    std::string text;
+    for (int s = 0; s < 100; ++s) {
+        text += "[PhysicalDisk_" + std::to_string(s) + "]\n";
+        for (int f = 0; f < 40; ++f)
+            text += "field_" + std::to_string(f) + " = some value of a disk\n";
+    }
+    text += "[Last]\nfield = end\n";
+    ASSERT_GT(text.size(), 100000u);
+    write_file(kHal, text);
+    EXPECT_EQ(get(kHal, "Last", "field"), "end");
+    EXPECT_EQ(get(kHal, "PhysicalDisk_99", "field_39"), "some value of a disk");
+    ASSERT_GE(Ini_Conf_Set_Field(kHal, "Last", "field", "changed"), 0);
+    EXPECT_EQ(get(kHal, "Last", "field"), "changed");
+    EXPECT_EQ(read_file(kHal).size(), text.size() + 4);
+}
+
 TEST_F(Store, FieldsOutsideAnySectionUseANullSection) {
     ASSERT_GE(Ini_Conf_Set_Field("/etc/enclosure_upgrade.info", nullptr, "enc_bitmap", "0x6"), 0);
     Ini_Conf_Set_Field("/etc/enclosure_upgrade.info", "Other", "enc_bitmap", "0x1");
@@ -128,8 +208,9 @@ TEST_F(Store, IntegersReadAndWriteTheSameWayInBothFormats) {
 }
 
 TEST_F(Store, HexadecimalIsReadWithOrWithoutPrefix) {
-    write_file("/etc/model.conf", "[System Enclosure]\nCAP = 08000000\nMAC_MASK = 0Xff\n"
-                                  "DISK = 8\nBAD = none\n");
+    write_file("/etc/model.conf",
+               "[System Enclosure]\nCAP = 08000000\nMAC_MASK = 0Xff\n"
+               "DISK = 8\nBAD = none\n");
     int32_t v = 0;
     EXPECT_GT(Ini_Conf_Get_Field_Int("/etc/model.conf", "System Enclosure", "CAP", &v, 1), 0);
     EXPECT_EQ(v, 0x08000000);
@@ -238,8 +319,7 @@ TEST_F(Store, EnumerateStoresWhileCapacityLastsAndCountsEverythingTaken) {
     EXPECT_EQ(ids[15], 15);
     EXPECT_EQ(Ini_Conf_Bitmap_Enumerate(kHal, "Index", "enc_bitmap", ids, 16, take_all, nullptr),
               20);
-    EXPECT_EQ(Ini_Conf_Bitmap_Enumerate(kHal, "Index", "enc_bitmap", nullptr, 0, take_all,
-                                        nullptr),
+    EXPECT_EQ(Ini_Conf_Bitmap_Enumerate(kHal, "Index", "enc_bitmap", nullptr, 0, take_all, nullptr),
               20);
     int calls = 0;
     int even[16] = {};
@@ -249,9 +329,8 @@ TEST_F(Store, EnumerateStoresWhileCapacityLastsAndCountsEverythingTaken) {
     EXPECT_EQ(even[0], 0);
     EXPECT_EQ(even[1], 2);
     EXPECT_EQ(even[9], 18);
-    EXPECT_EQ(Ini_Conf_Bitmap_Enumerate(kHal, "Index", "enc_bitmap", ids, 16, stop_at_five,
-                                        nullptr),
-              -1);
+    EXPECT_EQ(
+        Ini_Conf_Bitmap_Enumerate(kHal, "Index", "enc_bitmap", ids, 16, stop_at_five, nullptr), -1);
     EXPECT_EQ(Ini_Conf_Bitmap_Enumerate(kHal, "Index", "absent", ids, 16, nullptr, nullptr), 0);
 }
 

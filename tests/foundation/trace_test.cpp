@@ -1,7 +1,10 @@
 // The trace log as an operator and a field engineer meet it: the default mask, the one-line
 // run-time configuration, rotation, and the two-line entry.
 #include <gtest/gtest.h>
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <string>
 
@@ -95,10 +98,16 @@ TEST_F(Trace, ConfigurationLineIsCutAt31CharactersWithThePathInIt) {
     EXPECT_TRUE(exists("/var/lock/abcdefghijklmnopqrs.lck")) << "the next lock follows the path";
 }
 
+TEST_F(Trace, OnlyTheFirstLineOfTheConfigurationCounts) {
+    // A path on a second line is no path: the mask alone sends output to standard output.
+    write_file(kConf, "ff\n/var/log/second.log\n");
+    EXPECT_NE(stdout_of(HAL_TRACE_DETAIL, "x: detail\n").find("x: detail\n"), std::string::npos);
+    EXPECT_FALSE(exists("/var/log/second.log"));
+}
+
 TEST_F(Trace, EmptyConfigurationKeepsTheMaskAndSendsOutputToStandardOutput) {
     write_file(kConf, "");
-    EXPECT_NE(stdout_of(HAL_TRACE_ERROR, "x: error\n").find("x: error\n"),
-              std::string::npos);
+    EXPECT_NE(stdout_of(HAL_TRACE_ERROR, "x: error\n").find("x: error\n"), std::string::npos);
     EXPECT_EQ(stdout_of(HAL_TRACE_CALL, "x: entry\n"), "") << "mask 11 stays";
     EXPECT_FALSE(exists(kLog));
 }
@@ -128,8 +137,7 @@ TEST_F(Trace, SetDebugTakesEffectUntilAConfigurationFileSaysOtherwise) {
     EXPECT_NE(read_file(kLog).find("x: back on\n"), std::string::npos);
     HAL_Set_Debug(HAL_TRACE_ERROR, nullptr);
     remove_tree(kConf);
-    EXPECT_NE(stdout_of(HAL_TRACE_ERROR, "x: stdout\n").find("x: stdout\n"),
-              std::string::npos);
+    EXPECT_NE(stdout_of(HAL_TRACE_ERROR, "x: stdout\n").find("x: stdout\n"), std::string::npos);
 }
 
 TEST_F(Trace, LogIsRotatedOnceItIsLargerThan10240Bytes) {
@@ -151,6 +159,29 @@ TEST_F(Trace, MessageIsCutAtTheLineBuffer) {
     std::string log = read_file(kLog);
     EXPECT_EQ(log.size(), 1023u);
     EXPECT_EQ(log.back(), 'm') << "the newline is cut with the message";
+}
+
+// Another process waits on the lock for its own trace: every way out of a call lets it go.
+TEST_F(Trace, LockIsFreeAgainAfterEveryCall) {
+    auto lock_is_free = [] {
+        pid_t child = fork();
+        if (child == 0) {
+            int fd = open("/var/lock/hal_lib.log.lck", O_RDWR);
+            struct flock fl = {};
+            fl.l_type = F_WRLCK;
+            _exit(fd >= 0 && fcntl(fd, F_SETLK, &fl) == 0 ? 0 : 1);
+        }
+        int status = 0;
+        waitpid(child, &status, 0);
+        return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+    };
+    ERR_TRACE(HAL_TRACE_ERROR, "%s: written\n", "x");
+    EXPECT_TRUE(lock_is_free()) << "after a written entry";
+    ERR_TRACE(HAL_TRACE_DETAIL, "%s: suppressed\n", "x");
+    EXPECT_TRUE(lock_is_free()) << "after a suppressed entry";
+    make_dirs("/var/log/hal_lib.log");  // the log can't be opened for appending
+    ERR_TRACE(HAL_TRACE_ERROR, "%s: lost\n", "x");
+    EXPECT_TRUE(lock_is_free()) << "after a failed open of the log";
 }
 
 TEST_F(Trace, NoLockFileMeansNoOutput) {

@@ -4,6 +4,8 @@
 #include <sys/stat.h>
 
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
 #include <string>
 
 #include "halctl.h"
@@ -25,7 +27,7 @@ std::string conf_line() {
         line[0] = '\0';
     fclose(f);
     std::string s = line;
-    while (!s.empty() && (s.back() == '\n' || s.back() == '\r'))
+    if (!s.empty() && s.back() == '\n')
         s.pop_back();
     return s;
 }
@@ -41,14 +43,16 @@ int show(halctl::Context &ctx) {
     // What the next trace of any process will do, as the library reads the line.
     std::string mask = "0xb (default)", to = kDefaultLog;
     if (has_conf) {
+        // The library reads 31 characters and splits them on ":" as strtok does: empty tokens
+        // are skipped and the path ends at the next ":".
         std::string head = line.substr(0, 31);
-        size_t colon = head.find(':');
-        unsigned long m = strtoul(head.substr(0, colon).c_str(), nullptr, 16);
+        char *save = nullptr;
+        char *m = strtok_r(&head[0], ":", &save);
+        char *path = m ? strtok_r(nullptr, ":", &save) : nullptr;
         char buf[32];
-        snprintf(buf, sizeof buf, "0x%lx", m);
-        mask = head.empty() ? "unchanged" : buf;
-        to = colon == std::string::npos || colon + 1 >= head.size() ? "standard output"
-                                                                    : head.substr(colon + 1);
+        snprintf(buf, sizeof buf, "0x%lx", m ? strtoul(m, nullptr, 16) : 0UL);
+        mask = m ? buf : "unchanged";
+        to = path ? path : "standard output";
     }
     Output::Record r = {Output::text("configuration", has_conf ? "\"" + line + "\"" : "none"),
                         Output::text("mask", mask), Output::text("output", to)};
@@ -90,8 +94,8 @@ HALCTL_COMMAND(cmd_debug, "debug", "[MASK [PATH|-] | default]",
         std::string path = ctx.args.size() == 2 ? ctx.args[1] : kDefaultLog;
         line = path == "-" ? buf : std::string(buf) + ":" + path;
         if (line.size() > 31)
-            return halctl::usage_error(ctx, "the line \"" + line +
-                                                "\" is longer than the 31 characters read");
+            return halctl::usage_error(
+                ctx, "the line \"" + line + "\" is longer than the 31 characters read");
     }
     if (!write_conf(line))
         return halctl::failure(std::string("can't write ") + kConf);
