@@ -1,58 +1,22 @@
 // halctl's debug, trace and conf commands as a field engineer uses them on an appliance
 // directory: switching the trace on for every process and mending a registry file by hand.
 #include <gtest/gtest.h>
-#include <limits.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <cstdio>
 #include <string>
 
+#include "halctl/halctl_runner.h"
 #include "sim/fs.h"
 
 using namespace nashal::sim;
 
 namespace {
 
-// halctl of the same build tree: <build>/tools/halctl/halctl beside <build>/tests/.
-std::string halctl_path() {
-    char self[PATH_MAX] = {};
-    ssize_t n = readlink("/proc/self/exe", self, sizeof self - 1);
-    std::string dir = n > 0 ? std::string(self, static_cast<size_t>(n)) : std::string();
-    dir = dir.substr(0, dir.rfind('/'));
-    return dir + "/../tools/halctl/halctl";
-}
-
-struct HalctlRun {
-    int status;
-    std::string out;
-};
-
 class HalctlFoundation : public ::testing::Test {
   protected:
-    void SetUp() override {
-        char tmpl[] = "/tmp/halctl-foundation-XXXXXX";
-        dir_ = mkdtemp(tmpl);
-        ASSERT_EQ(access(halctl_path().c_str(), X_OK), 0) << "halctl not built beside the tests";
-    }
-    void TearDown() override { remove_tree(dir_); }
+    halctl_test::Result halctl(const std::string &args) { return board_.run(args); }
 
-    HalctlRun halctl(const std::string &args) {
-        std::string cmd = halctl_path() + " --root " + dir_ + " " + args + " 2>/dev/null";
-        HalctlRun r{-1, {}};
-        FILE *p = popen(cmd.c_str(), "r");
-        if (!p)
-            return r;
-        char buf[512];
-        size_t n;
-        while ((n = fread(buf, 1, sizeof buf, p)) > 0)
-            r.out.append(buf, n);
-        int st = pclose(p);
-        r.status = WIFEXITED(st) ? WEXITSTATUS(st) : -1;
-        return r;
-    }
-
-    std::string dir_;
+    halctl_test::Board board_;
+    const std::string dir_ = board_.dir();
 };
 
 }  // namespace
@@ -66,7 +30,7 @@ TEST_F(HalctlFoundation, DebugWritesTheLineEveryProcessReadsAndTraceFollowsIt) {
     ASSERT_EQ(halctl("trace 16 register 0x2e read").status, 0);
     EXPECT_NE(read_file(dir_ + "/var/log/hal_lib.log").find("\nhalctl: register 0x2e read\n"),
               std::string::npos);
-    HalctlRun out = halctl("debug 0xff -");
+    halctl_test::Result out = halctl("debug 0xff -");
     EXPECT_NE(out.out.find("standard output"), std::string::npos) << out.out;
     EXPECT_NE(halctl("trace 8 to the console").out.find("halctl: to the console\n"),
               std::string::npos);

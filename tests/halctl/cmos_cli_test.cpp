@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <string>
 
+#include "halctl/halctl_runner.h"
 #include "sim/fs.h"
 
 namespace {
@@ -17,42 +18,15 @@ constexpr size_t kPowerIndex = 0x7E;
 constexpr size_t kC2fIndex = 0x5C;
 constexpr size_t kCmosSize = 128;
 
-struct Result {
-    int status;
-    std::string out;
-};
+using halctl_test::Result;
 
-Result halctl(const std::string &args) {
-    std::string cmd = std::string(HALCTL_PATH) + " " + args + " 2>/dev/null";
-    Result r{-1, {}};
-    FILE *p = popen(cmd.c_str(), "r");
-    if (!p)
-        return r;
-    char buf[512];
-    size_t n;
-    while ((n = fread(buf, 1, sizeof buf, p)) > 0)
-        r.out.append(buf, n);
-    int st = pclose(p);
-    r.status = WIFEXITED(st) ? WEXITSTATUS(st) : -1;
-    return r;
-}
-
-class Board {
+// An example board with its CMOS as the BIOS would find it.
+class Board : public halctl_test::Board {
   public:
-    explicit Board(const std::string &name) {
-        char tmpl[] = "/tmp/halctl-cmos-XXXXXX";
-        dir_ = mkdtemp(tmpl);
-        std::string cmd = "cp -a " NASHAL_EXAMPLES_DIR "/" + name + "/. " + dir_ + "/";
-        EXPECT_EQ(system(cmd.c_str()), 0);
-    }
-    ~Board() { nashal::sim::remove_tree(dir_); }
-    Board(const Board &) = delete;
-    Board &operator=(const Board &) = delete;
-
-    Result run(const std::string &args) const { return halctl("--root " + dir_ + " " + args); }
+    explicit Board(const std::string &name) : halctl_test::Board(name) {}
 
     // The CMOS as the BIOS would find it at the next power-on.
-    std::string cmos() const { return nashal::sim::read_file(dir_ + "/sim/cmos.bin"); }
+    std::string cmos() const { return nashal::sim::read_file(dir() + "/sim/cmos.bin"); }
     int byte(size_t index) const {
         std::string bytes = cmos();
         return index < bytes.size() ? static_cast<uint8_t>(bytes[index]) : -1;
@@ -62,16 +36,12 @@ class Board {
         std::string bytes = cmos();
         bytes.resize(kCmosSize, '\0');
         bytes[index] = static_cast<char>(value);
-        ASSERT_TRUE(nashal::sim::write_file(dir_ + "/sim/cmos.bin", bytes));
+        ASSERT_TRUE(nashal::sim::write_file(dir() + "/sim/cmos.bin", bytes));
     }
     void set_memory_mb(int mb) const {
         ASSERT_TRUE(nashal::sim::write_file(
-            dir_ + "/sim/cmos.conf", "port 70\nsize 128\nmemory_mb " + std::to_string(mb) + "\n"));
+            dir() + "/sim/cmos.conf", "port 70\nsize 128\nmemory_mb " + std::to_string(mb) + "\n"));
     }
-    const std::string &dir() const { return dir_; }
-
-  private:
-    std::string dir_;
 };
 
 std::string hex(int byte) {

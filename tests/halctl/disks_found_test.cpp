@@ -8,26 +8,13 @@
 #include <cstdlib>
 #include <string>
 
+#include "halctl/halctl_runner.h"
 #include "sim/fs.h"
 #include "sim/sysfs_builders.h"
 
-namespace {
-
 std::string run(const std::string &args) {
-    std::string cmd = std::string(HALCTL_PATH) + " " + args + " 2>/dev/null";
-    std::string out;
-    FILE *p = popen(cmd.c_str(), "r");
-    if (!p)
-        return out;
-    char buf[512];
-    size_t n;
-    while ((n = fread(buf, 1, sizeof buf, p)) > 0)
-        out.append(buf, n);
-    pclose(p);
-    return out;
+    return halctl_test::run_halctl(args).out;
 }
-
-}  // namespace
 
 TEST(DisksFound, AtaBootDeviceMapsBackToItsBay) {
     char tmpl[] = "/tmp/halctl-disks-XXXXXX";

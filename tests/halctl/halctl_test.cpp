@@ -6,47 +6,15 @@
 #include <cstdio>
 #include <string>
 
+#include "halctl/halctl_runner.h"
 #include "sim/fs.h"
 
-namespace {
-
-struct Result {
-    int status;
-    std::string out;
-};
+using halctl_test::Board;
+using halctl_test::Result;
 
 Result halctl(const std::string &args) {
-    std::string cmd = std::string(HALCTL_PATH) + " " + args + " 2>/dev/null";
-    Result r{-1, {}};
-    FILE *p = popen(cmd.c_str(), "r");
-    if (!p)
-        return r;
-    char buf[512];
-    size_t n;
-    while ((n = fread(buf, 1, sizeof buf, p)) > 0)
-        r.out.append(buf, n);
-    int st = pclose(p);
-    r.status = WIFEXITED(st) ? WEXITSTATUS(st) : -1;
-    return r;
+    return halctl_test::run_halctl(args);
 }
-
-class Board {
-  public:
-    explicit Board(const std::string &name) {
-        char tmpl[] = "/tmp/halctl-test-XXXXXX";
-        dir_ = mkdtemp(tmpl);
-        std::string cmd = "cp -a " NASHAL_EXAMPLES_DIR "/" + name + "/. " + dir_ + "/";
-        EXPECT_EQ(system(cmd.c_str()), 0);
-    }
-    ~Board() { nashal::sim::remove_tree(dir_); }
-    std::string root() const { return "--root " + dir_; }
-    const std::string &dir() const { return dir_; }
-
-  private:
-    std::string dir_;
-};
-
-}  // namespace
 
 TEST(Halctl, ExitCodesTellUsageFromFailure) {
     Board board("x86-8bay");
