@@ -117,27 +117,12 @@ void enumerate_esata(Found &f, int slots) {
     }
 }
 
-// "Boot Disk %d" sections of an ATA boot device (and of a flash one, which has none).
-void enumerate_boot_ata(Found &f, int slots) {
-    for (int m = 1; m <= slots; ++m) {
-        char section[HAL_NAME_LEN];
-        snprintf(section, sizeof(section), "Boot Disk %d", m);
-        char bus[kIdLen];
-        int32_t port = 0;
-        if (!model_text(section, "DEV_BUS", bus) || !model_int(section, "DEV_PORT", &port))
-            continue;
-        int32_t domain = 0;
-        model_int(section, "DEV_DOMAIN", &domain);
-        char id[kIdLen];
-        if (lookup_disk_in_root(domain, bus, nullptr, port, -1, id) == 0)
-            f.add(id);
-    }
-}
-
-void enumerate_cache(Found &f, int slots) {
+// Slots numbered from 1 in sections "<name> %d" ("Boot Disk %d" of an ATA boot device, which a
+// flash one shares; "Cache Disk %d"), each a controller port below its bus.
+void enumerate_port_sections(Found &f, int slots, const char *name) {
     for (int n = 1; n <= slots; ++n) {
         char section[HAL_NAME_LEN];
-        snprintf(section, sizeof(section), "Cache Disk %d", n);
+        snprintf(section, sizeof(section), "%s %d", name, n);
         char bus[kIdLen];
         int32_t port = 0;
         if (!model_text(section, "DEV_BUS", bus) || !model_int(section, "DEV_PORT", &port))
@@ -181,11 +166,11 @@ void enumerate_boot(Found &f, int slots) {
                 f.add(id);
                 // A flash device also goes through the ATA sections, and that ends the walk: only
                 // the first slot ever gives a flash id.
-                enumerate_boot_ata(f, slots);
+                enumerate_port_sections(f, slots, "Boot Disk");
                 return;
             }
             case DISK_DRV_TYPE_ATA:
-                enumerate_boot_ata(f, slots);
+                enumerate_port_sections(f, slots, "Boot Disk");
                 return;
             default:
                 continue;
@@ -261,7 +246,7 @@ extern "C" int enumerate_pd_in_root_enclosure(const char *enc_sys_id, char **lis
     else if (strcmp(enc_sys_id, "root_esata") == 0)
         enumerate_esata(f, slots);
     else if (strcmp(enc_sys_id, "root_cache") == 0)
-        enumerate_cache(f, slots);
+        enumerate_port_sections(f, slots, "Cache Disk");
     else if (strcmp(enc_sys_id, "root_boot") == 0)
         enumerate_boot(f, slots);
     else if (strcmp(enc_sys_id, "root_usb") == 0)
