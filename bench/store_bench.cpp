@@ -1,6 +1,7 @@
 // What a store call and a trace call cost, each beside the least work that could do its job,
 // measured in the same run:
-//   - a query against opening, reading whole and closing the same file;
+//   - a query against opening, reading whole and closing the same file (reading until a read
+//     finds the end, as a reader that knows nothing of the file does);
 //   - a change against writing a temporary copy of the file and renaming it over the file;
 //   - a suppressed trace against opening its lock file, locking, unlocking, a failed open of the
 //     trace configuration file and closing the lock file.
@@ -149,7 +150,7 @@ int main(int argc, char **argv) {
     // file behind, which the next file creation pays for); flags given on the command line,
     // coming later, win.
     std::vector<char *> args(argv, argv + argc);
-    char repetitions[] = "--benchmark_repetitions=5";
+    char repetitions[] = "--benchmark_repetitions=9";
     char interleave[] = "--benchmark_enable_random_interleaving=true";
     args.insert(args.begin() + 1, {repetitions, interleave});
     int count = static_cast<int>(args.size());

@@ -151,7 +151,7 @@ ReadRoom &read_room() {
     return room;
 }
 
-// Reads a file to its end into the room; the number of bytes, or -1 (traced) on a read error.
+// Reads a whole file into the room; the number of bytes, or -1 (traced) on a read error.
 ssize_t read_whole(int fd, const char *path, ReadRoom &room) {
     if (room.size == 0) {
         room.size = 16384;
@@ -176,6 +176,11 @@ ssize_t read_whole(int fd, const char *path, ReadRoom &room) {
         if (n == 0)
             return static_cast<ssize_t>(used);
         used += static_cast<size_t>(n);
+        // A read that comes back short has met the end of the file: store files are regular
+        // files, which a read fills as far as they go. A query is then one open, one read and
+        // one close; only a file that fills the room is read again.
+        if (used < room.size)
+            return static_cast<ssize_t>(used);
     }
 }
 
