@@ -25,7 +25,10 @@ void print_usage(FILE *to) {
             "commands:\n");
     for (const auto &c : commands()) {
         std::string head = std::string(c.name) + (c.usage[0] ? " " : "") + c.usage;
-        fprintf(to, "  %-34s %s\n", head.c_str(), c.help);
+        if (head.size() > 34)
+            fprintf(to, "  %s\n  %-34s %s\n", head.c_str(), "", c.help);
+        else
+            fprintf(to, "  %-34s %s\n", head.c_str(), c.help);
     }
 }
 
