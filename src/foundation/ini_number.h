@@ -15,8 +15,9 @@
 
 namespace nashal::ini {
 
-// Highest bit a bitmap holds, plus one. A bitmap of enclosure ids needs a few dozen.
-constexpr int kBitmapBits = 1024;
+// Highest bit a bitmap holds, plus one. A bitmap of enclosure ids needs a few dozen; the room
+// above is for the other callers of the same routines.
+constexpr int kBitmapBits = 4096;
 
 // False when the text holds no number (the value is then not written).
 bool parse_int32(const char *text, int format, int32_t *value);

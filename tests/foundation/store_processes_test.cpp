@@ -6,6 +6,8 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <csignal>
+#include <random>
 #include <set>
 #include <string>
 #include <thread>
@@ -61,7 +63,8 @@ std::string get(const char *file, const char *section, const std::string &field)
 }  // namespace
 
 TEST_F(StoreProcesses, ConcurrentWritersLoseNoField) {
-    constexpr int kWriters = 8, kFields = 25;
+    // Eight hot-plug hooks each record 250 disks in the same file at the same moment.
+    constexpr int kWriters = 8, kFields = 250;
     for (int w = 0; w < kWriters; ++w) {
         spawn([w] {
             for (int f = 0; f < kFields; ++f) {
@@ -73,15 +76,18 @@ TEST_F(StoreProcesses, ConcurrentWritersLoseNoField) {
         });
     }
     ASSERT_TRUE(all_succeeded());
+    int lost = 0;
     for (int w = 0; w < kWriters; ++w)
         for (int f = 0; f < kFields; ++f)
-            EXPECT_EQ(get(kHal, "Enclosure_0", "HD " + std::to_string(w) + " " + std::to_string(f)),
-                      "sg1")
-                << "a concurrent write lost writer " << w << "'s field " << f;
+            if (get(kHal, "Enclosure_0", "HD " + std::to_string(w) + " " + std::to_string(f)) !=
+                "sg1")
+                ++lost;
+    EXPECT_EQ(lost, 0) << "concurrent writes lost fields of other writers";
 }
 
 TEST_F(StoreProcesses, ConcurrentAllocationsNeverHandOutTheSameId) {
-    constexpr int kProcs = 6, kEach = 8;
+    // Eight processes each take 250 ids from one bitmap, marking each as they take it.
+    constexpr int kProcs = 8, kEach = 250;
     int fds[2];
     ASSERT_EQ(pipe(fds), 0);
     for (int p = 0; p < kProcs; ++p) {
@@ -89,7 +95,7 @@ TEST_F(StoreProcesses, ConcurrentAllocationsNeverHandOutTheSameId) {
             close(fds[0]);
             for (int i = 0; i < kEach; ++i) {
                 int bit = -1;
-                if (Ini_Conf_Bitmap_Get_Next_Free_Bit(kHal, "Index", "enc_bitmap", &bit, 1, 1) != 0)
+                if (Ini_Conf_Bitmap_Get_Next_Free_Bit(kHal, "Index", "enc_bitmap", &bit, 0, 1) != 0)
                     return 1;
                 if (write(fds[1], &bit, sizeof bit) != sizeof bit)
                     return 1;
@@ -107,9 +113,65 @@ TEST_F(StoreProcesses, ConcurrentAllocationsNeverHandOutTheSameId) {
     ASSERT_EQ(ids.size(), static_cast<size_t>(kProcs * kEach));
     std::set<int> distinct(ids.begin(), ids.end());
     EXPECT_EQ(distinct.size(), ids.size()) << "two enclosures were given the same enc_id";
-    EXPECT_EQ(*distinct.begin(), 1);
-    EXPECT_EQ(*distinct.rbegin(), kProcs * kEach);
+    EXPECT_EQ(*distinct.begin(), 0);
+    EXPECT_EQ(*distinct.rbegin(), kProcs * kEach - 1);
     EXPECT_EQ(Ini_Conf_Bitmap_Get_Set_Count(kHal, "Index", "enc_bitmap"), kProcs * kEach);
+}
+
+// Every line of a store file is blank, a comment, a section header or a field.
+bool parses(const std::string &text) {
+    if (!text.empty() && text.back() != '\n')
+        return false;
+    size_t start = 0;
+    while (start < text.size()) {
+        size_t nl = text.find('\n', start);
+        std::string line = text.substr(start, nl - start);
+        start = nl + 1;
+        bool ok = line.empty() || line[0] == '#' || line[0] == ';' ||
+                  (line[0] == '[' && line.back() == ']') || line.find('=') != std::string::npos;
+        if (!ok)
+            return false;
+    }
+    return true;
+}
+
+TEST_F(StoreProcesses, WriterKilledAtAnyMomentLeavesTheOldOrTheNewFile) {
+    // A writer is killed with SIGKILL at a random moment, 200 times over: the file always
+    // parses and holds every field whose write had finished before the kill was sent.
+    std::mt19937 random(20261121);
+    std::set<std::string> finished;
+    for (int round = 0; round < 200; ++round) {
+        int fds[2];
+        ASSERT_EQ(pipe(fds), 0);
+        pid_t writer = spawn([&] {
+            close(fds[0]);
+            for (int i = 0;; ++i) {
+                std::string name = "r" + std::to_string(round) + " f" + std::to_string(i);
+                if (Ini_Conf_Set_Field(kHal, "Enclosure_0", name.c_str(), "sg1") < 0)
+                    return 1;
+                uint8_t len = static_cast<uint8_t>(name.size());
+                if (write(fds[1], &len, 1) != 1 || write(fds[1], name.data(), len) != len)
+                    return 1;
+            }
+        });
+        close(fds[1]);
+        std::this_thread::sleep_for(std::chrono::microseconds(random() % 3000));
+        kill(writer, SIGKILL);
+        all_succeeded();  // reaps the writer, which never exits by itself
+        uint8_t len;
+        char name[256];
+        while (read(fds[0], &len, 1) == 1 && read(fds[0], name, len) == len)
+            finished.insert(std::string(name, len));
+        close(fds[0]);
+        std::string text = read_file(kHal);
+        ASSERT_TRUE(parses(text)) << "round " << round << " left a broken file:\n" << text;
+    }
+    ASSERT_GT(finished.size(), 200u) << "the writers were killed before they wrote anything";
+    int lost = 0;
+    for (const auto &name : finished)
+        if (get(kHal, "Enclosure_0", name) != "sg1")
+            ++lost;
+    EXPECT_EQ(lost, 0) << "a kill took away fields written before it";
 }
 
 TEST_F(StoreProcesses, TestAndClearUnderTheLockPairHasExactlyOneWinner) {
@@ -187,35 +249,39 @@ TEST_F(StoreProcesses, ReadersNeverSeeAHalfWrittenFile) {
     EXPECT_EQ(torn, 0) << "a reader saw a mix of two versions";
 }
 
-TEST_F(StoreProcesses, TraceLinesFromManyProcessesStayWhole) {
-    constexpr int kProcs = 6, kLines = 12;
+TEST_F(StoreProcesses, TraceLinesFromManyProcessesStayWholeAcrossRotations) {
+    // Four processes trace 1000 lines each; the log is rotated many times on the way, and no
+    // entry of the log or of its rotated copy is ever a mix of two.
+    constexpr int kProcs = 4, kLines = 1000;
     for (int p = 0; p < kProcs; ++p) {
         spawn([p] {
             for (int i = 0; i < kLines; ++i)
-                ERR_TRACE(HAL_TRACE_ERROR, "%s: process %d line %d %s\n", "writer", p, i,
+                ERR_TRACE(HAL_TRACE_ERROR, "%s: process %d line %04d %s\n", "writer", p, i,
                           "--------------------------------");
             return 0;
         });
     }
     ASSERT_TRUE(all_succeeded());
-    std::string log = read_file("/var/log/hal_lib.log");
-    std::set<std::string> seen;
-    size_t start = 0;
-    int entries = 0;
-    while (start < log.size()) {
-        size_t nl = log.find('\n', start);
-        ASSERT_NE(nl, std::string::npos) << "the log ends inside a line";
-        std::string line = log.substr(start, nl - start);
-        start = nl + 1;
-        if (entries % 2 == 1) {
-            EXPECT_EQ(line.rfind("writer: process ", 0), 0u) << "garbled entry: " << line;
-            EXPECT_EQ(line.size() - line.rfind(' '), 33u) << "garbled entry: " << line;
-            seen.insert(line);
+    for (const char *file : {"/var/log/hal_lib.log", "/var/log/hal_lib.log.bak"}) {
+        std::string log = read_file(file);
+        ASSERT_FALSE(log.empty()) << file;
+        size_t start = 0;
+        int entries = 0;
+        while (start < log.size()) {
+            size_t nl = log.find('\n', start);
+            ASSERT_NE(nl, std::string::npos) << file << " ends inside a line";
+            std::string line = log.substr(start, nl - start);
+            start = nl + 1;
+            if (entries % 2 == 0)
+                EXPECT_EQ(line.find(": process"), std::string::npos)
+                    << file << ": a message where the process name should stand: " << line;
+            else
+                EXPECT_TRUE(line.rfind("writer: process ", 0) == 0 && line.size() == 60)
+                    << file << ": garbled entry: " << line;
+            ++entries;
         }
-        ++entries;
+        EXPECT_EQ(entries % 2, 0) << file << " holds half an entry";
     }
-    EXPECT_EQ(entries, 2 * kProcs * kLines);
-    EXPECT_EQ(seen.size(), static_cast<size_t>(kProcs * kLines));
 }
 
 TEST_F(StoreProcesses, RotationByOneProcessLosesNoOtherProcesssLine) {
@@ -233,8 +299,8 @@ TEST_F(StoreProcesses, RotationByOneProcessLosesNoOtherProcesssLine) {
     std::string both = read_file("/var/log/hal_lib.log.bak") + read_file("/var/log/hal_lib.log");
     EXPECT_LE(read_file("/var/log/hal_lib.log").size(), 10240u + 200u);
     for (int p = 0; p < kProcs; ++p) {
-        std::string last = "rotor: p" + std::to_string(p) + " l" + std::to_string(kLines - 1) +
-                           "\n";
+        std::string last =
+            "rotor: p" + std::to_string(p) + " l" + std::to_string(kLines - 1) + "\n";
         EXPECT_NE(both.find(last), std::string::npos) << "lost: " << last;
     }
 }
