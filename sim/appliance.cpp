@@ -13,6 +13,7 @@
 #include <cstring>
 
 #include "clock.h"
+#include "cmos_model.h"
 #include "devices.h"
 #include "fs.h"
 
@@ -367,6 +368,8 @@ bool Appliance::activate() {
         return fail("can't change folder");
     clock_install();
     devices_install();
+    // The chips the board describes answer from the start, as on a box that was switched on.
+    attach_described_cmos();
     active_ = true;
     return true;
 }

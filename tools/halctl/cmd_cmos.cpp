@@ -4,7 +4,6 @@
 
 #include "halctl.h"
 #include "nashal/comm_port.h"
-#include "sim/cmos_model.h"
 #include "topology/cmos_settings.h"
 
 namespace {
@@ -92,8 +91,6 @@ HALCTL_COMMAND(cmd_cmos, "cmos", "recovery [MODE] | eup [0|1] | c2f [ENABLE SIZE
                "show or set the CMOS power-loss mode, EuP and C2F reservation") {
     if (ctx.args.empty())
         return halctl::usage_error(ctx, "cmos needs recovery, eup or c2f");
-    // In a virtual appliance the CMOS is the one its /sim/cmos.conf describes.
-    auto cmos = nashal::sim::attach_described_cmos();
     const std::string &what = ctx.args[0];
     if (what == "recovery")
         return recovery(ctx);
