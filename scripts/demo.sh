@@ -27,6 +27,7 @@ run disks-found root
 run disks-found root_esata
 run disks-found root_usb
 run disks-found root_boot
+run disks-found root_cache
 
 # Board settings kept in CMOS: power-loss policy and EuP.
 run cmos recovery
