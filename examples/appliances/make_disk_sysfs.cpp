@@ -5,7 +5,7 @@
 //       sim/fs.cpp -o /tmp/make_disk_sysfs && /tmp/make_disk_sysfs examples/appliances
 //
 // Other parts of a board's sysfs (network, sensors) are written by their own owners and are
-// left alone; only the all-disk board x86-pcie-sas is cleared first.
+// left alone; only the all-disk boards x86-pcie-sas and x86-12bay-sas are cleared first.
 //
 // The layouts here and the slot sections of each board's etc/model.conf describe the same
 // hardware; tests/disk/example_boards_test.cpp checks that they agree.
@@ -158,6 +158,72 @@ void x86_pcie_sas(const std::string &dir) {
     }
 }
 
+// Twelve front bays behind the unit's own SAS controller and expander, two M.2 SATA cache bays
+// on the chipset AHCI, the USB boot module and two rear USB ports.
+//
+// The controller (01:00.0, behind root port 00:01.0) registers one SCSI host, host0, with eight
+// phys: phys 0-3 form a wide port to the expander, phys 4-7 are not wired. The expander's phys
+// 0-3 are its upstream link; the bays are wired to its phys 8-19 (bay n on phy n+7), so that no
+// bay's phy number is also a phy of the controller: a slot whose DEV_PORT names a phy the
+// controller has is taken for a disk cabled straight to that controller phy. Bays 6 and 11 are
+// empty. The expander's enclosure services device sits on its virtual phy 27; without it a
+// disk behind the expander can't be traced back to the main unit.
+//
+// The chipset AHCI (00:1f.2) has four ports, one SCSI host each (hosts 1-4); the M.2 bays are
+// wired to ports 2 and 3, and only the second holds an SSD. xHCI 00:14.0 as on x86-8bay: usb1
+// (480, 4 ports) and usb2 (5000, 2 ports); the boot module on usb1 port 4, a SuperSpeed disk in
+// rear port 1 (2-1), rear port 2 empty.
+void x86_12bay_sas(const std::string &dir) {
+    SysfsTree t(dir);
+    int sg = 0;
+    int block = 0;
+    auto root = t.pci_root(0, 0);
+
+    auto root_port = t.pci_bridge(root, 0, 0, 1, 0, 1);
+    auto sas = t.pci_function(root_port, 0, 1, 0, 0, kPciClassSas, 0x1000, 0x0087);
+    auto host = t.sas_host(sas, 0, 8, 0x500605b000001200ull);
+    auto wide = t.sas_port(host, "port-0:0");
+    for (int phy = 0; phy < 4; ++phy)
+        sas_wire(t, host + "/phy-0:" + std::to_string(phy), wide);
+    auto exp = t.sas_expander(wide, "expander-0:0", 28, 0x500304800000127full);
+    int port = 0;
+    int target = 0;
+    auto end_device = [&](int phy, const ScsiDesc &desc) {
+        auto p = t.sas_port(exp, "port-0:0:" + std::to_string(port++));
+        sas_wire(t, exp + "/phy-0:0:" + std::to_string(phy), p);
+        auto end = t.sas_end_device(p, 0x5000c50000001200ull + phy, phy);
+        t.scsi_device(end, {0, 0, target++, 0}, desc);
+    };
+    for (int bay = 1; bay <= 12; ++bay) {
+        if (bay != 6 && bay != 11)
+            end_device(bay + 7, ScsiDesc::disk(sg++, sd(block++), "SEAGATE", "ST12000NM0027"));
+    }
+    end_device(27, ScsiDesc::enclosure(sg++, "VIRTUAL", "SAS EXPANDER"));
+
+    auto ahci = t.pci_function(root, 0, 0, 0x1f, 2, kPciClassAhci, 0x8086, 0xa102);
+    for (int p = 0; p < 4; ++p) {
+        auto h = t.ahci_port(ahci, p + 1, p + 1);
+        if (p == 3)
+            t.scsi_device(h, {p + 1, 0, 0, 0},
+                          ScsiDesc::disk(sg++, sd(block++), "ATA", "Samsung SSD 860"));
+    }
+
+    auto xhci = t.pci_function(root, 0, 0, 0x14, 0, kPciClassXhci, 0x8086, 0xa12f);
+    auto hs = t.usb_root_hub(xhci, 1, 4, "480");
+    auto ss = t.usb_root_hub(xhci, 2, 2, "5000");
+    auto storage = [&](const std::string &hub, int p, const char *speed, int h) {
+        UsbDesc d;
+        d.vendor = 0x0bda;
+        d.product = 0x0129;
+        d.speed = speed;
+        auto usb = t.scsi_host(t.usb_interface(t.usb_device(hub, p, d), 0, 8), h);
+        t.scsi_device(usb, {h, 0, 0, 0},
+                      ScsiDesc::disk(sg++, sd(block++), "Generic", "USB Storage"));
+    };
+    storage(hs, 4, "480", 5);   // internal header: the USB boot module
+    storage(ss, 1, "5000", 6);  // rear port 1, SuperSpeed
+}
+
 }  // namespace
 
 int main(int argc, char **argv) {
@@ -166,9 +232,12 @@ int main(int argc, char **argv) {
         return 2;
     }
     std::string base = argv[1];
-    for (const char *sub : {"/sys", "/dev"})
-        remove_tree(base + "/x86-pcie-sas" + sub);
+    for (const char *board : {"/x86-pcie-sas", "/x86-12bay-sas"}) {
+        for (const char *sub : {"/sys", "/dev"})
+            remove_tree(base + board + sub);
+    }
     x86_8bay(base + "/x86-8bay");
     x86_pcie_sas(base + "/x86-pcie-sas");
+    x86_12bay_sas(base + "/x86-12bay-sas");
     return 0;
 }

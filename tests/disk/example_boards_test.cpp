@@ -102,7 +102,7 @@ std::string sd_name_of(const std::string &dev) {
 }
 
 TEST(ExampleBoards, SysfsIsAsTheKernelWritesIt) {
-    for (const char *board : {"x86-8bay", "x86-pcie-sas"}) {
+    for (const char *board : {"x86-8bay", "x86-pcie-sas", "x86-12bay-sas"}) {
         auto app = nashal::sim::Appliance::copy_of(std::string(NASHAL_EXAMPLES_DIR) + "/" + board);
         ASSERT_TRUE(app.activate());
         for (const auto &name : nashal::sim::list_dir("/sys/block")) {
@@ -153,6 +153,28 @@ TEST(ExampleBoards, SwitchedSasBoardDisksMapBackToTheirBay) {
                                       {"sg5", 11},
                                       {"sg6", 12}}},
                                 });
+}
+
+// Every front bay sits on a phy of the unit's own expander, and the controller in front of it
+// has phys of its own: a bay whose phy number the controller also had would be looked for on
+// the controller and come up empty.
+TEST(ExampleBoards, InternalExpanderBoardDisksMapBackToTheirBay) {
+    check_board("x86-12bay-sas", {
+                                     {"root",
+                                      {{"sg0", 1},
+                                       {"sg1", 2},
+                                       {"sg2", 3},
+                                       {"sg3", 4},
+                                       {"sg4", 5},
+                                       {"sg5", 7},
+                                       {"sg6", 8},
+                                       {"sg7", 9},
+                                       {"sg8", 10},
+                                       {"sg9", 12}}},
+                                     {"root_cache", {{"sg11", 2}}},
+                                     {"root_boot", {{"sg12", 1}}},
+                                     {"root_usb", {{"sg13", 1}}},
+                                 });
 }
 
 TEST(ExampleBoards, DiskOnInternalExpanderThatNoBayListsIsTheSecondKindOfFailure) {

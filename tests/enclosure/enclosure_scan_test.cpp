@@ -14,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "nashal/comm_ses.h"
 #include "nashal/hal_se.h"
 #include "nashal/hal_trace.h"
 #include "nashal/ini_conf.h"
@@ -138,6 +139,27 @@ TEST_F(Board, SocBoardWithoutEsataEnumeratesNoEsataEnclosure) {
     EXPECT_EQ(se_lookup_id("root_esata"), -1);
     EXPECT_EQ(se_lookup_id("root_usb"), 33);
     EXPECT_EQ(field(HAL_CONF_FILE, "Enclosure_0", "model"), "NX-200 LE");
+}
+
+TEST_F(Board, InternalSasBoardHasCacheBaysButNoEsataAndKeepsItsExpanderInside) {
+    boot("x86-12bay-sas");
+    EXPECT_THAT(enumerate(), ElementsAre("root", "root_boot", "root_usb", "root_cache"));
+    ASSERT_EQ(SE_Scan(), 0);
+    EXPECT_EQ(se_lookup_id("root_esata"), -1);
+    EXPECT_EQ(SE_Enumerate(nullptr, 0, nullptr, nullptr), 4)
+        << "the unit's own SAS expander must not be attached as an expansion enclosure";
+    ENC_INFO root;
+    memset(&root, 0, sizeof root);
+    ASSERT_EQ(SE_Get_Info(0, &root), 0);
+    EXPECT_EQ(root.capability,
+              CAP_INTERNAL | CAP_CACHE_ENCLOSURE | CAP_INTERNAL_SAS | CAP_NO_ESATA);
+    ENC_INFO cache;
+    memset(&cache, 0, sizeof cache);
+    ASSERT_EQ(SE_Get_Info(23, &cache), 0);
+    EXPECT_EQ(cache.cache_port_bitmap, 0x6u) << "two cache slots are bits 1 and 2";
+    char real[HAL_ID_LEN] = "";
+    ASSERT_EQ(se_sys_get_real_enc_sys_id("root", real, sizeof real), 0);
+    EXPECT_STREQ(real, "sg10") << "the main unit's SAS services are those of its own expander";
 }
 
 TEST_F(Board, EnumerationNeverWritesPastTheArray) {
