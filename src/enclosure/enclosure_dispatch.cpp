@@ -153,7 +153,10 @@ extern "C" int se_sys_enumerate(char **enc_sys_ids, unsigned int max_count) {
                   static_cast<int>(count), static_cast<int>(max_count));
         return static_cast<int>(count);
     }
-    for (unsigned int i = sas_first; i < sas_first + sas_count; ++i)
+    // A failed Thunderbolt chain can bring an overfull total back within the array while SAS
+    // ids were counted past its end: only those that are in the array are told to udevd.
+    const unsigned int sas_end = std::min(sas_first + sas_count, count);
+    for (unsigned int i = sas_first; i < sas_end; ++i)
         if (enc_sys_ids[i])
             notify_udev(enc_sys_ids[i]);
     for (unsigned int i = 0; i < count; ++i)
