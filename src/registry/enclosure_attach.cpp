@@ -189,11 +189,15 @@ extern "C" int se_get_id(const char *enc_sys_id, int *enc_id, const ENC_INFO *in
 }
 
 extern "C" int se_attach(const char *enc_sys_id, int report_limit) {
-    ERR_TRACE(HAL_TRACE_CALL, "%s(%s) entering...\n", __func__, enc_sys_id ? enc_sys_id : "(null)");
-    if (!enc_sys_id)
-        return -1;
     int result = -1;
     int id = -1;
+    if (!enc_sys_id) {
+        // Nothing to look up or ask the backend about; the call still enters and leaves.
+        ERR_TRACE(HAL_TRACE_CALL, "%s(%s) entering...\n", __func__, "(null)");
+        ERR_TRACE(HAL_TRACE_CALL, "%s(%s) with enc_id = %d leave.\n", __func__, "(null)", id);
+        return result;
+    }
+    ERR_TRACE(HAL_TRACE_CALL, "%s(%s) entering...\n", __func__, enc_sys_id);
     if (attach_under_way(enc_sys_id)) {
         ERR_TRACE(HAL_TRACE_ERROR, "%s: %s is its own ancestor, ignore the attachment.\n", __func__,
                   enc_sys_id);

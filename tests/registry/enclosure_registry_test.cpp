@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "nashal/hal_se.h"
+#include "nashal/hal_trace.h"
 #include "nashal/ini_conf.h"
 #include "nashal/se_sys.h"
 #include "sim/appliance.h"
@@ -503,4 +504,88 @@ TEST_F(Registry, AttachRacingAnotherAttachOfTheSameEnclosureTakesItsId) {
     EXPECT_EQ(se_lookup_id("sg6"), 1);
     EXPECT_EQ(field(HAL_CONF_FILE, section(1), "enc_sys_id"), "sg6");
     EXPECT_FALSE(bit(SE_ENC_MAP_FILE, "Index", "enc_bitmap", 2)) << "a second id was taken";
+}
+
+// Each failure and decision of the registry is told in the log by its own text at its own
+// level: a field engineer filters by level, so a text at the wrong level is as lost as a
+// missing one. Every case runs from the same files: root attached as 0 and known to the map.
+TEST_F(Registry, EachPathTellsItsTextAtItsLevel) {
+    add_chain(5);
+    const std::string attached_root =
+        "[Index]\nenc_bitmap = 0x1\nenc_sysid_root = 0\n"
+        "[Enclosure_0]\nenc_id = 0\nenc_sys_id = root\nenc_parent_sys_id = root\nstack_id = 0\n";
+    const std::string map_with_root =
+        "[Index]\nenc_bitmap = 0x1\nenc_uid_root = 0\n0 = enc_uid_root\n";
+    struct Case {
+        int level;
+        std::string hal_conf, map;
+        std::function<int()> call;
+        int result;
+        std::string logged;
+    } cases[] = {
+        {1, attached_root, map_with_root, [] { return se_detach("sg9"); }, -1,
+         "se_detach: enc_sys_id = sg9 is invalid!"},
+        {1, attached_root, map_with_root, [] { return se_pre_detach(nullptr); }, -1,
+         "se_pre_detach: enc_sys_id = (null) is invalid!"},
+        {1, attached_root, "", [] { return SE_Import_Enc_Map(); }, -1,
+         "SE_Import_Enc_Map: can't find /etc/config/enclosure.map!"},
+        {8, attached_root, map_with_root, [] { return SE_Import_Enc_Map(); }, 0,
+         "SE_Import_Enc_Map: write enc_bitmap = 0x1."},
+        {2, "", "", [] { return se_attach("root_esata", 0); }, -1,
+         "se_attach: the parent stack id -1 is illegal, ignore the attachment."},
+        {2,
+         "[Index]\nenc_bitmap = 0x11\nenc_sysid_root = 0\nenc_sysid_sg4 = 4\n"
+         "[Enclosure_4]\nenc_id = 4\nenc_sys_id = sg4\nstack_id = 4\n",
+         map_with_root, [] { return se_attach("sg5", 1); }, -1,
+         "se_attach: the current stack id 5 exceed the max stack number 4."},
+        {1, attached_root, "[Index]\nenc_bitmap = 0xFFFFFFFF\n", [] { return se_attach("sg1", 0); },
+         -1,
+         "se_acquire_id: the allocated enclosure id 32 exceeds the max internal enclosure "
+         "identifier 31!"},
+        {2, attached_root, map_with_root,
+         [] {
+             int id = -1;
+             ENC_INFO info = make("root", "root", CAP_INTERNAL);
+             return se_get_id("root", &id, &info);
+         },
+         -1, "se_get_id: the enclosure id 0 for root exist!"},
+        {8, "", map_with_root, [] { return se_attach("root", 0); }, 0,
+         "se_lookup_id_in_persistent_mapping: Enclosure UID:root is found in persistent mapping "
+         "file, last allocated enc_id = 0."},
+        {8, "", "", [] { return se_attach("root", 0); }, 0,
+         "se_attach: Enclosure UID:root is missed in persistent mapping file, allocate enc_id = "
+         "0."},
+        {8, "", "", [] { return se_attach("root", 0); }, 0,
+         "se_write_enc_map: write enc_uid_root = 0."},
+        {4, "", "", [] { return se_attach("root", 0); }, 0, "se_attach(root) entering..."},
+        {4, "", "", [] { return se_attach("root", 0); }, 0,
+         "se_attach(root) with enc_id = 0 leave."},
+        {4, "", "", [] { return se_attach(nullptr, 0); }, -1,
+         "se_attach((null)) with enc_id = -1 leave."},
+        {2, attached_root + "child_bitmap = 0x20\n", map_with_root,
+         [] { return se_detach("root"); }, 0,
+         "se_child_detach_callback: fail to lookup enc_sys_id for enclosure 5!"},
+        {2, "[Index]\nenc_bitmap = 0x9\nenc_sysid_root = 0\nenc_sysid_sg3 = 3\n", map_with_root,
+         [] { return se_detach("sg3"); }, 0,
+         "se_remove_conf: can't lookup system id for enclosure 3!"},
+    };
+    for (const auto &c : cases) {
+        for (int mask : {c.level, 0xFFFF & ~c.level}) {
+            unlink(HAL_CONF_FILE);
+            unlink(SE_ENC_MAP_FILE);
+            if (!c.hal_conf.empty()) {
+                ASSERT_TRUE(nashal::sim::write_file(HAL_CONF_FILE, c.hal_conf));
+            }
+            if (!c.map.empty()) {
+                ASSERT_TRUE(nashal::sim::write_file(SE_ENC_MAP_FILE, c.map));
+            }
+            unlink(kTraceLog);
+            HAL_Set_Debug(mask, kTraceLog);
+            EXPECT_EQ(c.call(), c.result) << c.logged;
+            EXPECT_EQ(logged(c.logged), mask == c.level)
+                << "\"" << c.logged << "\" " << (logged(c.logged) ? "appears" : "is missing")
+                << " with trace mask 0x" << std::hex << mask << "\n"
+                << nashal::sim::read_file(kTraceLog);
+        }
+    }
 }
