@@ -139,8 +139,10 @@ extern "C" int get_sdev_host(const char *path, int port, int *host_out, int *tar
 namespace {
 
 // The target of a SAS controller: through the phy's port link to the end device, directly or
-// behind the expander on the controller's first port. Fills target_text; 0 or -1.
-int sas_target_text(char *path, int host, int target, char (&target_text)[kIdLen]) {
+// behind the expander on the controller's first port. Fills target_text; 0 or -1. The trace
+// carries the name of `who`, the lookup a firmware engineer finds in the log.
+int sas_target_text(char *path, int host, int target, char (&target_text)[kIdLen],
+                    const char *who) {
     char step[96];
     char name[kPathLen];
     snprintf(step, sizeof(step), "phy-%d:%d", host, target);
@@ -164,7 +166,7 @@ int sas_target_text(char *path, int host, int target, char (&target_text)[kIdLen
         }
     }
     if (comm_sys_get_sdev_target_bus(path, target_text) != 0) {
-        ERR_TRACE(HAL_TRACE_ERROR, "%s(%d):System Internal Error\n", __func__, __LINE__);
+        ERR_TRACE(HAL_TRACE_ERROR, "%s(%d):System Internal Error\n", who, __LINE__);
         return -1;
     }
     return 0;
@@ -214,7 +216,7 @@ extern "C" int lookup_disk_in_root(int dev_domain, const char *dev_bus, const ch
         if (comm_sys_get_sdev_target_bus(dir, target_text) != 0)
             return -1;
     } else if (dir_has_prefix(dir, "phy")) {
-        if (sas_target_text(dir, host, target, target_text) != 0)
+        if (sas_target_text(dir, host, target, target_text, __func__) != 0)
             return -1;
     } else if (plain_target_text(dir, host, target, target_text) != 0) {
         return -1;

@@ -22,8 +22,9 @@ using namespace nashal::disk;
 namespace {
 
 // The controller directory of the port: through a bridge (the bridge text picks the function
-// behind it) and a PCIe switch when the model says so.
-int usb_controller_path(char *path, const char *bridge_bus, int pci_switch_port) {
+// behind it) and a PCIe switch when the model says so. Traces carry the name of `who`, the
+// lookup a firmware engineer finds in the log.
+int usb_controller_path(char *path, const char *bridge_bus, int pci_switch_port, const char *who) {
     if (!dir_has_prefix(path, "pci_bus")) {
         if (!bridge_bus)
             path_append(path, "/.");
@@ -43,7 +44,7 @@ int usb_controller_path(char *path, const char *bridge_bus, int pci_switch_port)
         if (append_bus_slot(path, nullptr, 0) != 0)
             return -1;
     } else {
-        ERR_TRACE(HAL_TRACE_ERROR, "%s(%d):System Error\n", __func__, __LINE__);
+        ERR_TRACE(HAL_TRACE_ERROR, "%s(%d):System Error\n", who, __LINE__);
     }
     return 1;
 }
@@ -77,6 +78,16 @@ int usb_luns(const char *interface, int usb_port, char **list, int room, int *co
     return 0;
 }
 
+// A lookup that gives up with 0 after it stored ids of an earlier root hub hands the caller a
+// count that holds none of them: they are freed here, or nobody would.
+int give_up(char **list, int stored) {
+    while (stored > 0) {
+        free(list[--stored]);
+        list[stored] = nullptr;
+    }
+    return 0;
+}
+
 }  // namespace
 
 extern "C" int lookup_disk_in_root_usb_hub(int dev_domain, const char *dev_bus,
@@ -88,7 +99,7 @@ extern "C" int lookup_disk_in_root_usb_hub(int dev_domain, const char *dev_bus,
     char path[kPathLen];
     if (comm_sys_get_path_from_c_dev_bus(dev_domain, dev_bus, path, sizeof(path)) != 0)
         return 0;
-    int rc = usb_controller_path(path, bridge_bus, pci_switch_port);
+    int rc = usb_controller_path(path, bridge_bus, pci_switch_port, __func__);
     if (rc <= 0)
         return rc;
 
@@ -103,7 +114,7 @@ extern "C" int lookup_disk_in_root_usb_hub(int dev_domain, const char *dev_bus,
         int n = number_behind(e->d_name, "usb");
         if (n < 0) {
             ERR_TRACE(HAL_TRACE_ERROR, "%s(%d):System Error\n", __func__, __LINE__);
-            return 0;
+            return give_up(list, stored);
         }
         // The hub whose ports the model numbers: the root hub, or the first (and second) hub
         // soldered on the board behind its port 1.
@@ -140,7 +151,7 @@ extern "C" int lookup_disk_in_root_usb_hub(int dev_domain, const char *dev_bus,
         if (snprintf(interface, sizeof(interface), "%s%s", path, step) >= kPathLen)
             continue;
         if (usb_luns(interface, usb_port, list, room, &count, &stored) != 0)
-            return 0;
+            return give_up(list, stored);
     }
     return count;
 }
