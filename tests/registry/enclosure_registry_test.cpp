@@ -223,6 +223,14 @@ TEST_F(Registry, ChainDepthIsLimitedAndReportedOnlyWhenAsked) {
         EXPECT_EQ(se_attach("sg5", report), -1) << "the fifth enclosure of a chain must be refused";
         EXPECT_EQ(se_lookup_id("sg5"), -1);
         EXPECT_EQ(log_tool_runs(), report) << "log entry with report_limit " << report;
+        if (report) {
+            EXPECT_THAT(
+                nashal::sim::invocations(),
+                ::testing::Contains("/sbin/log_tool -a One SAS wide port supports maximum 4 "
+                                    "RAID expansion enclosures to be daisy-chained "
+                                    "together. -t 1"))
+                << "the system log entry, quoted as one argument";
+        }
         ASSERT_EQ(se_detach("root"), 0);
     }
 }
