@@ -73,7 +73,7 @@ TEST_P(FirstBoot, HalConfAndMapAreExactlyTheExpectedFiles) {
 }
 
 INSTANTIATE_TEST_SUITE_P(ExampleBoards, FirstBoot,
-                         ::testing::Values("x86-8bay", "soc-2bay", "x86-pcie-sas"),
+                         ::testing::Values("x86-8bay", "soc-2bay", "x86-pcie-sas", "x86-12bay-sas"),
                          [](const ::testing::TestParamInfo<const char *> &info) {
                              std::string name = info.param;
                              for (char &c : name)
