@@ -597,3 +597,49 @@ TEST_F(Registry, EachPathTellsItsTextAtItsLevel) {
         }
     }
 }
+
+// The whole section of an enclosure that fills every optional field, as other programs read it:
+// the WWN as sixteen upper-case digits between enc_sys_id and serial, the connector words
+// joined by commas (never more than the record holds), the channel counts for the root only.
+TEST_F(Registry, SectionHoldsEveryOptionalFieldInItsPlace) {
+    ENC_INFO root = make("root", "root", CAP_INTERNAL, ENC_PROTOCOL_ROOT);
+    root.ss_max_channels = 16;
+    root.ss_free_channels = 4;
+    add(root);
+    ENC_INFO sas = with_serial(
+        with_wwn(make("sg3", "root", CAP_INTERNAL | 0x1, ENC_PROTOCOL_SAS), 0x5c), "SN-77");
+    snprintf(sas.vendor, sizeof sas.vendor, "Vornix");
+    snprintf(sas.model, sizeof sas.model, "JX-12");
+    snprintf(sas.revision, sizeof sas.revision, "01.02");
+    sas.max_disk_num = 12;
+    sas.max_fan_num = 2;
+    sas.max_temp_num = 3;
+    sas.max_conn_num = 10;  // more connectors counted than the record has words for
+    for (int i = 0; i < MAX_CONN_NUM; ++i)
+        sas.conn_status[i] = static_cast<uint32_t>(0xa0 + i);
+    sas.ss_max_channels = 16;  // not the root: not stored
+    sas.ss_free_channels = 4;
+    sas.cache_port_bitmap = 0x1FFE;
+    add(sas);
+    ASSERT_EQ(se_attach("root", 0), 0);
+    ASSERT_EQ(se_attach("sg3", 0), 0);
+    ASSERT_EQ(se_lookup_id("sg3"), 1);
+    const std::string text = nashal::sim::read_file(HAL_CONF_FILE);
+    EXPECT_NE(text.find("[Enclosure_0]\nenc_id = 0\nenc_sys_id = root\nvendor =\nmodel =\n"
+                        "status = 0\nprotocol = 0\ncapability = 0x80000000\nmax_disk_num = 0\n"
+                        "max_fan_num = 0\nmax_temp_num = 0\nmax_pcie_num = 0\nmax_nic_num = 0\n"
+                        "max_conn_num = 0\nenc_parent_sys_id = root\nenc_parent_port_id = 0\n"
+                        "stack_id = 0\nrevision =\ncache_port_bitmap = 0x0\n"
+                        "ss_max_channels = 16\nss_free_channels = 4\nchild_bitmap = 0x2\n"),
+              std::string::npos)
+        << text;
+    EXPECT_NE(text.find("[Enclosure_1]\nenc_id = 1\nenc_sys_id = sg3\nwwn = 5C22334455667788\n"
+                        "serial = SN-77\nvendor = Vornix\nmodel = JX-12\nstatus = 0\n"
+                        "protocol = 3\ncapability = 0x80000001\nmax_disk_num = 12\n"
+                        "max_fan_num = 2\nmax_temp_num = 3\nmax_pcie_num = 0\nmax_nic_num = 0\n"
+                        "max_conn_num = 10\nenc_parent_sys_id = root\nenc_parent_port_id = 0\n"
+                        "stack_id = 1\nrevision = 01.02\ncache_port_bitmap = 0x1FFE\n"
+                        "conn_status = 0xa0,0xa1,0xa2,0xa3,0xa4,0xa5,0xa6,0xa7\n"),
+              std::string::npos)
+        << text;
+}
