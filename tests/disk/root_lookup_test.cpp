@@ -215,6 +215,32 @@ TEST_F(RootLookup, PcieSlotWithoutBusSaysSoOnStandardOutput) {
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "Get DEV_BUS Field failed!\n");
 }
 
+TEST_F(RootLookup, PcieSlotWithMoreDisksThanTheListCountsAllAndStoresWhatFits) {
+    // A card in slot 1 (root port 00:01.0) with 26 disks, and a chipset disk that is no part of
+    // the slot. The count says 26 so that the caller sees it lost some; only 24 texts are
+    // written, each the caller's to free, and udev hears of none.
+    auto rp = t_.pci_bridge(root_, 0, 0, 1, 0, 0x21);
+    auto hba = t_.pci_function(rp, 0, 0x21, 0, 0, kPciClassSas);
+    auto host = t_.scsi_host(hba, 2);
+    for (int i = 0; i < 26; ++i)
+        t_.scsi_device(host, {2, 0, i, 0}, ScsiDesc::disk(i, "", "SEAGATE", "D"));
+    auto ahci = t_.pci_function(root_, 0, 0, 0x1f, 2, kPciClassAhci);
+    t_.scsi_device(t_.ahci_port(ahci, 1, 0), {0, 0, 0, 0}, ScsiDesc::disk(40, "", "ATA", "D"));
+    model("[System PCIE SLOT 1]\nDEV_BUS = B00:D01:F0\n");
+    clear_invocations();
+    char *list[MAX_PD_SYS_ENUM + 1] = {};
+    EXPECT_EQ(pd_sys_enumerate("root_pcie_1", list, MAX_PD_SYS_ENUM), 26);
+    for (int i = 0; i < MAX_PD_SYS_ENUM; ++i) {
+        ASSERT_NE(list[i], nullptr) << i;
+        EXPECT_STRNE(list[i], "sg40") << "a disk of another controller listed in the slot";
+        free(list[i]);
+    }
+    EXPECT_EQ(list[MAX_PD_SYS_ENUM], nullptr) << "written past the caller's list";
+    EXPECT_TRUE(invocations().empty());
+    EXPECT_NE(read_file("/var/log/hal_lib.log").find("pd_sys_enumerate("), std::string::npos);
+    EXPECT_NE(read_file("/var/log/hal_lib.log").find("): System error"), std::string::npos);
+}
+
 TEST_F(RootLookup, EntryNamedHostWithoutANumberNeverPointsASlotAtAnotherControllersDisk) {
     // The chipset AHCI holds hosts 0-3; the bays' controller has host 9 and a stray "host_info"
     // entry. Taken as host 0, it would make the bays' controller look like one host per port
