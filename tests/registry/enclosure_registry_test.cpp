@@ -643,3 +643,19 @@ TEST_F(Registry, SectionHoldsEveryOptionalFieldInItsPlace) {
               std::string::npos)
         << text;
 }
+
+// No map can be written (its folder is missing): no id can be given out, and nothing is
+// attached: no section, no index entry, no bit, no disks scanned.
+TEST_F(Registry, AttachWithoutAWritableMapAttachesNothing) {
+    nashal::sim::remove_tree("/etc/config");
+    int acquired = 7;
+    ENC_INFO root = make("root", "root", CAP_INTERNAL);
+    EXPECT_NE(se_acquire_id("root", &acquired, &root), 0) << "the store's failure is passed on";
+    EXPECT_EQ(se_attach("root", 0), -1);
+    EXPECT_EQ(se_lookup_id("root"), -1);
+    EXPECT_EQ(field(HAL_CONF_FILE, section(0), "enc_id"), "<missing>");
+    EXPECT_FALSE(bit(HAL_CONF_FILE, "Index", "enc_bitmap", 0));
+    EXPECT_EQ(SE_Scan(), 0);
+    EXPECT_LE(SE_Enumerate(nullptr, 0, nullptr, nullptr), 0)
+        << "a scan without a map attached something";
+}
