@@ -4,12 +4,15 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <string>
 #include <vector>
 
+#include "nashal/hal_trace.h"
 #include "nashal/se_sys.h"
 #include "sim/appliance.h"
 #include "sim/fs.h"
@@ -60,9 +63,15 @@ TEST(Enumerate, FailedThunderboltChainAfterAnOverfullFabricReadsNothingPastTheAr
         g_sas_found = c.sas;
         g_thunderbolt = c.thunderbolt;
         nashal::sim::clear_invocations();
+        unlink("/var/log/hal_lib.log");
+        HAL_Set_Debug(HAL_TRACE_ERROR, "/var/log/hal_lib.log");
         std::vector<char *> ids(MAX_SE_SYS_ENUM, nullptr);
         EXPECT_EQ(se_sys_enumerate(ids.data(), MAX_SE_SYS_ENUM), c.total)
             << c.sas << " SAS, Thunderbolt " << c.thunderbolt;
+        const bool told =
+            nashal::sim::read_file("/var/log/hal_lib.log")
+                .find("\nse_sys_enumerate: count(17) > max_count(16)\n") != std::string::npos;
+        EXPECT_EQ(told, c.total == 17) << "an overfull enumeration is told as an error, once";
         EXPECT_EQ(udev_notices(), c.notices) << c.sas << " SAS, Thunderbolt " << c.thunderbolt;
         EXPECT_STREQ(ids[5], "sg100");
         EXPECT_STREQ(ids[15], "sg110");
