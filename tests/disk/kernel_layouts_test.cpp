@@ -11,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "disk/round_trip.h"
 #include "disk/disk_model.h"
 #include "nashal/comm_path.h"
 #include "nashal/pd_sys.h"
@@ -225,26 +226,6 @@ void PrintTo(const Layout &l, std::ostream *os) {
     *os << l.name;
 }
 
-int reverse_bay(const char *enc, const std::string &sg) {
-    int physical = -1;
-    int switch_port = -1;
-    if (std::string(enc) == "root_usb") {
-        char link[HAL_SYSFS_PATH_LEN];
-        char bus[HAL_ID_LEN];
-        if (comm_sys_get_sg_path_info(sg.c_str(), link, sizeof(link)) < 0 ||
-            !nashal::disk::usb_bus_from_path(link, bus))
-            return -100;
-        physical = comm_sys_get_usb_port(bus);
-    } else if (get_physical_drive_port(sg.c_str(), &physical, &switch_port) != 0) {
-        return -100;
-    }
-    PD_INFO info{};
-    info.port_id = -99;
-    if (get_pd_port_id(enc, sg.c_str(), physical, switch_port, &info) != 0)
-        return -101;
-    return info.port_id;
-}
-
 class KernelLayout : public ::testing::TestWithParam<Layout> {};
 
 TEST_P(KernelLayout, EnumerationAndReverseLookupAgree) {
@@ -255,13 +236,7 @@ TEST_P(KernelLayout, EnumerationAndReverseLookupAgree) {
     l.build(t);
     write_file("/etc/model.conf", l.model);
 
-    char *list[MAX_PD_SYS_ENUM] = {};
-    int n = pd_sys_enumerate(l.enclosure, list, MAX_PD_SYS_ENUM);
-    std::vector<std::string> got;
-    for (int i = 0; i < n && i < MAX_PD_SYS_ENUM; ++i) {
-        got.push_back(list[i] ? list[i] : "(null)");
-        free(list[i]);
-    }
+    std::vector<std::string> got = disk_test::enumerate(l.enclosure);
     std::vector<std::string> want;
     for (const auto &d : l.disks)
         want.push_back(d.first);
@@ -273,7 +248,7 @@ TEST_P(KernelLayout, EnumerationAndReverseLookupAgree) {
         char enc[HAL_ID_LEN] = "";
         EXPECT_EQ(PD_Sys_Get_SE_Sys_Id(sg.c_str(), enc), 0) << sg;
         EXPECT_STREQ(enc, l.enclosure) << sg << " is listed in one enclosure, mapped to another";
-        EXPECT_EQ(reverse_bay(l.enclosure, sg), bay) << sg << " would get the wrong bay";
+        EXPECT_EQ(disk_test::reverse_bay(l.enclosure, sg), bay) << sg << " would get the wrong bay";
     }
 }
 
