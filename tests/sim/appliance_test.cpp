@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 #include <sys/ipc.h>
 #include <sys/sem.h>
+#include <sched.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -132,4 +134,46 @@ TEST(Appliance, CanBeLeftAndAnotherEntered) {
     first.deactivate();
     ASSERT_TRUE(second.activate());
     EXPECT_EQ(read_file("/etc/name"), "second");
+}
+
+TEST(Appliance, AnOrdinaryUserCanEnterAnApplianceToo) {
+    // A developer's laptop runs the tests without root: the appliance then takes a user
+    // namespace first. Shown here by dropping to an unprivileged user in a child.
+    if (geteuid() != 0)
+        GTEST_SKIP() << "needs root to drop to another user";
+    auto probe = [] {
+        pid_t pid = fork();
+        if (pid == 0) {
+            if (setresgid(65534, 65534, 65534) != 0 || setresuid(65534, 65534, 65534) != 0)
+                _exit(2);
+            _exit(unshare(CLONE_NEWUSER) == 0 ? 0 : 1);
+        }
+        int status = 0;
+        waitpid(pid, &status, 0);
+        return WIFEXITED(status) ? WEXITSTATUS(status) : 3;
+    };
+    if (probe() != 0)
+        GTEST_SKIP() << "this kernel gives unprivileged users no user namespace";
+    pid_t pid = fork();
+    if (pid == 0) {
+        if (setresgid(65534, 65534, 65534) != 0 || setresuid(65534, 65534, 65534) != 0)
+            _exit(2);
+        // As a program a user starts is: changing user above made this process undumpable,
+        // which would keep it from writing its own user namespace maps.
+        prctl(PR_SET_DUMPABLE, 1);
+        Appliance app = Appliance::fresh();
+        if (!app.activate())
+            _exit(3);
+        if (!write_file("/etc/hal.conf", "[Index]\n") || run("cat /etc/hal.conf") != "[Index]\n")
+            _exit(4);
+        if (system("/sbin/udevadm trigger &>/dev/null") != 0 || invocations().size() != 1)
+            _exit(5);
+        app.deactivate();
+        _exit(read_file(app.dir() + "/etc/hal.conf") == "[Index]\n" ? 0 : 6);
+    }
+    int status = 0;
+    waitpid(pid, &status, 0);
+    ASSERT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), 0)
+        << "2: can't drop privileges, 3: no appliance, 4: files, 5: stand-ins, 6: leaving";
 }
