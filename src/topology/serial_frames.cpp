@@ -107,30 +107,38 @@ bool write_frame(int fd, const uint8_t *bytes, size_t length) {
     return true;
 }
 
+// Sends one frame on the link with all its retries, under the link's lock held throughout, so
+// another process's frame never lands between our bytes or takes our reply. `accepted` reads
+// the reply that came and says whether it ends the exchange.
+template <typename Accepted>
+int send_frame(const char *who, int link, const uint8_t *frame, size_t length, Accepted accepted) {
+    LinkLock lock(link);
+    if (!lock.held()) {
+        ERR_TRACE(HAL_TRACE_ERROR, "%s(%d): System Error.\n", who, __LINE__);
+        return -1;
+    }
+    nashal::FileDescriptor fd = open_link(link);
+    if (!fd) {
+        ERR_TRACE(HAL_TRACE_ERROR, "%s(%d): System Error.\n", who, __LINE__);
+        return -1;
+    }
+    for (int attempt = 0; attempt < UART_TRIES; ++attempt) {
+        write_frame(fd.get(), frame, length);
+        if (reply_pending(fd.get()) && accepted(fd.get()))
+            return 0;
+    }
+    return -1;
+}
+
 }  // namespace
 
 extern "C" {
 
 int __uart_send_cpld_data(int link, uint8_t byte) {
-    LinkLock lock(link);
-    if (!lock.held()) {
-        ERR_TRACE(HAL_TRACE_ERROR, "%s(%d): System Error.\n", __func__, __LINE__);
-        return -1;
-    }
-    nashal::FileDescriptor fd = open_link(link);
-    if (!fd) {
-        ERR_TRACE(HAL_TRACE_ERROR, "%s(%d): System Error.\n", __func__, __LINE__);
-        return -1;
-    }
-    for (int attempt = 0; attempt < UART_TRIES; ++attempt) {
-        write_frame(fd.get(), &byte, 1);
-        if (!reply_pending(fd.get()))
-            continue;
+    return send_frame(__func__, link, &byte, 1, [](int fd) {
         uint8_t reply = 0;
-        if (::read(fd.get(), &reply, 1) == 1 && reply == UART_CPLD_ACK)
-            return 0;
-    }
-    return -1;
+        return ::read(fd, &reply, 1) == 1 && reply == UART_CPLD_ACK;
+    });
 }
 
 int __uart_send_mcu_data(int link, const char *list) {
@@ -164,30 +172,18 @@ int __uart_send_mcu_data(int link, const char *list) {
     frame[count] = checksum;
     size_t length = strnlen(reinterpret_cast<const char *>(frame), sizeof(frame));
 
-    LinkLock lock(link);
-    if (!lock.held()) {
-        ERR_TRACE(HAL_TRACE_ERROR, "%s(%d): System Error.\n", __func__, __LINE__);
-        return -1;
-    }
-    nashal::FileDescriptor fd = open_link(link);
-    if (!fd) {
-        ERR_TRACE(HAL_TRACE_ERROR, "%s(%d): System Error.\n", __func__, __LINE__);
-        return -1;
-    }
-    for (int attempt = 0; attempt < UART_TRIES; ++attempt) {
-        write_frame(fd.get(), frame, length);
-        if (!reply_pending(fd.get()))
-            continue;
+    const char *who = __func__;
+    return send_frame(who, link, frame, length, [who](int fd) {
         uint8_t reply[UART_MCU_REPLY_LEN] = {};
-        ssize_t n = ::read(fd.get(), reply, sizeof(reply));
+        ssize_t n = ::read(fd, reply, sizeof(reply));
         if (n != UART_MCU_REPLY_LEN || reply[2] != (reply[0] ^ reply[1]))
-            continue;
+            return false;
         if (reply[1] == UART_MCU_STATUS_OK)
-            return 0;
-        ERR_TRACE(HAL_TRACE_ERROR, "%s(%d): System Error: Error Num = 0x%x\n", __func__, __LINE__,
+            return true;
+        ERR_TRACE(HAL_TRACE_ERROR, "%s(%d): System Error: Error Num = 0x%x\n", who, __LINE__,
                   static_cast<unsigned>(reply[1]));
-    }
-    return -1;
+        return false;
+    });
 }
 
 int common_sys_send_uart_data(char *value, int enable) {
