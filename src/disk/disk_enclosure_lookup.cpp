@@ -28,17 +28,10 @@ extern "C" int check_usb_in_boot_enclosure(const char *dev_bus, const char *brid
     for (int n = 1; n <= slots; ++n) {
         char section[HAL_NAME_LEN];
         snprintf(section, sizeof(section), "Boot Disk %d", n);
-        int32_t multi = 0;
-        model_int(section, "MULTI_DEVICE", &multi);
-        for (int m = multi != 0 ? 1 : 0; m <= multi; ++m) {
-            char entry[HAL_NAME_LEN + 16];
-            if (multi != 0)
-                snprintf(entry, sizeof(entry), "Boot Disk %d-%d", n, m);
-            else
-                nashal::hal_copy(entry, section);
+        bool found = visit_usb_entries(section, [&](const char *entry) {
             char bus[kIdLen];
             if (!model_text(entry, "DEV_BUS", bus))
-                continue;
+                return false;
             int32_t in_hub = 0;
             char bridge[kIdLen];
             char ports[kIdLen];
@@ -47,20 +40,22 @@ extern "C" int check_usb_in_boot_enclosure(const char *dev_bus, const char *brid
             // A port straight on the root hub only matches an entry with no hub in front, and
             // a port behind a hub only one with a hub.
             if ((usb_layer == 0) != (in_hub == 0))
-                continue;
+                return false;
             if (!model_text(entry, "DEV_PORT", ports) &&
                 !model_text(entry,
                             link_speed == PD_LINK_SPEED_USB_5G ? "DEV_PORT_SS" : "DEV_PORT_NS",
                             ports))
-                continue;
-            for (int p; (p = comm_sys_get_each_usb_port(ports)) != 0;) {
+                return false;
+            for (int p; (p = comm_sys_get_each_usb_port(ports)) != 0;)
                 if (strcmp(bus, dev_bus) == 0 && p == usb_port && usb_layer == in_hub &&
-                    (bridge[0] == '\0' || strcmp(bridge, bridge_bus) == 0)) {
-                    if (slot_out)
-                        *slot_out = n;
-                    return 0;
-                }
-            }
+                    (bridge[0] == '\0' || strcmp(bridge, bridge_bus) == 0))
+                    return true;
+            return false;
+        });
+        if (found) {
+            if (slot_out)
+                *slot_out = n;
+            return 0;
         }
     }
     return -1;

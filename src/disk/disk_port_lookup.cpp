@@ -286,18 +286,11 @@ extern "C" int get_pd_port_id(const char *enc_sys_id, const char *pd_sys_id, int
         if (kind.usb) {
             if (!speed_read)
                 continue;
-            int32_t multi = 0;
-            model_int(section, "MULTI_DEVICE", &multi);
-            for (int m = multi != 0 ? 1 : 0; m <= multi; ++m) {
-                char entry[HAL_NAME_LEN + 16];
-                if (multi != 0)
-                    snprintf(entry, sizeof(entry), "%s-%d", section, m);
-                else
-                    nashal::hal_copy(entry, section);
-                if (usb_entry_matches(entry, bus, bridge, layer, physical_port, speed)) {
-                    pd_info->port_id = n;
-                    return 0;
-                }
+            if (visit_usb_entries(section, [&](const char *entry) {
+                    return usb_entry_matches(entry, bus, bridge, layer, physical_port, speed);
+                })) {
+                pd_info->port_id = n;
+                return 0;
             }
             continue;
         }

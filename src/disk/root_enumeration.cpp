@@ -182,22 +182,17 @@ void enumerate_usb(Found &f, int slots) {
     for (int n = 1; n <= slots; ++n) {
         char section[HAL_NAME_LEN];
         snprintf(section, sizeof(section), "Usb Port %d", n);
-        int32_t multi = 0;
-        model_int(section, "MULTI_DEVICE", &multi);
-        for (int m = 0; m <= multi; ++m) {
-            if (multi != 0 && m == 0)
-                continue;
-            if (multi != 0)
-                snprintf(section, sizeof(section), "Usb Port %d-%d", n, m);
+        visit_usb_entries(section, [&](const char *entry) {
             UsbPlace p;
-            if (!model_text(section, "DEV_BUS", p.bus))
-                continue;
-            model_int(section, "IN_HUB", &p.in_hub);
-            model_int(section, "PCI_SWITCH_PORT", &p.switch_port);
-            model_int(section, "DEV_DOMAIN", &p.domain);
-            model_text(section, "DEV_BRIDGE_BUS", p.bridge);
-            usb_entry(f, section, p, p.bridge[0] ? p.bridge : nullptr);
-        }
+            if (!model_text(entry, "DEV_BUS", p.bus))
+                return false;
+            model_int(entry, "IN_HUB", &p.in_hub);
+            model_int(entry, "PCI_SWITCH_PORT", &p.switch_port);
+            model_int(entry, "DEV_DOMAIN", &p.domain);
+            model_text(entry, "DEV_BRIDGE_BUS", p.bridge);
+            usb_entry(f, entry, p, p.bridge[0] ? p.bridge : nullptr);
+            return false;
+        });
     }
 }
 
