@@ -1,4 +1,4 @@
-// Small readers shared by the topology files: a bounded attribute read and the model files.
+// Small readers shared by the topology files: a bounded attribute read and sysfs class paths.
 #ifndef NASHAL_TOPOLOGY_SYSFS_READ_H
 #define NASHAL_TOPOLOGY_SYSFS_READ_H
 
@@ -9,13 +9,10 @@
 #include <cstring>
 
 #include "foundation/raii.h"
+#include "topology/model_file.h"
 
 namespace nashal::topology {
 
-constexpr const char *kModelConf = "/etc/model.conf";
-constexpr const char *kModelExtConf = "/etc/model_ext.conf";
-constexpr const char *kSystemEnclosure = "System Enclosure";
-constexpr const char *kInternalSas = "System Internal SAS";
 constexpr const char *kScsiGenericClass = "/sys/class/scsi_generic";
 constexpr const char *kSasExpanderClass = "/sys/class/sas_expander";
 constexpr const char *kUsbDevices = "/sys/bus/usb/devices";
