@@ -13,5 +13,9 @@
 #include <nashal/comm_ses.h>
 #include <nashal/comm_port.h>
 #include <nashal/pd_sys.h>
+#include <nashal/i2c_sys.h>
+#include <nashal/vpd.h>
+#include <nashal/edid.h>
+#include <nashal/se_model.h>
 
 #endif /* NASHAL_HAL_H */
