@@ -11,10 +11,12 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <sstream>
 
 #include "clock.h"
 #include "cmos_model.h"
 #include "i2c_bus_model.h"
+#include "nashal/se_model.h"
 #include "devices.h"
 #include "fs.h"
 
@@ -337,6 +339,30 @@ Appliance::~Appliance() {
         remove_tree(dir_);
 }
 
+namespace {
+
+// What the board's init does before any daemon starts, as /sim/boot.conf lists it (one step a
+// line): "setup_model_conf" runs the model selection, so that /etc/model.conf is the board's
+// own description from the first query on, as on a box that has booted.
+void run_described_boot() {
+    std::istringstream steps(read_file("/sim/boot.conf"));
+    std::string step;
+    while (steps >> step) {
+        if (step[0] == '#') {
+            std::getline(steps, step);
+            continue;
+        }
+        if (step == "setup_model_conf") {
+            if (se_sys_setup_model_conf() != 0)
+                fprintf(stderr, "virtual appliance: model selection failed\n");
+        } else {
+            fprintf(stderr, "virtual appliance: /sim/boot.conf: unknown step %s\n", step.c_str());
+        }
+    }
+}
+
+}  // namespace
+
 bool Appliance::activate() {
     if (active_)
         return true;
@@ -373,6 +399,7 @@ bool Appliance::activate() {
     attach_described_cmos();
     attach_described_i2c();
     active_ = true;
+    run_described_boot();
     return true;
 }
 
