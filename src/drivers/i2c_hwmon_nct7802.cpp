@@ -169,15 +169,16 @@ extern "C" int i2c_sys_read_dev_fan_speed(int bus, int fan, int *rpm, int *fail)
 
 extern "C" int i2c_sys_set_fan_pwm(int, int pwm) {
     static int address = 0;
-    return fan_call(__func__, nashal::topology::kModelConf, 0, address, false, [&](int fd) {
+    const char *who = __func__;
+    return fan_call(who, nashal::topology::kModelConf, 0, address, false, [&](int fd) {
         smbus_write_byte_data(fd, kFanStepLow, 0);
         smbus_write_byte_data(fd, kFanStepHigh, 0);
         int mode = smbus_read_byte_data(fd, kFanControlMode);
         if (mode < 0)
             return -1;
-        printf("%s(%d): val = 0x%x \n", __func__, __LINE__, static_cast<unsigned int>(mode));
+        printf("%s(%d): val = 0x%x \n", who, __LINE__, static_cast<unsigned int>(mode));
         smbus_write_byte_data(fd, kFanControlMode, static_cast<uint8_t>(mode | 0x40));
-        printf("%s(%d): fan_pwm = 0x%x \n", __func__, __LINE__, static_cast<unsigned int>(pwm));
+        printf("%s(%d): fan_pwm = 0x%x \n", who, __LINE__, static_cast<unsigned int>(pwm));
         return smbus_write_byte_data(fd, kFanDutyMain, static_cast<uint8_t>(pwm)) < 0 ? -1 : 0;
     });
 }
