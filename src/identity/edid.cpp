@@ -1,7 +1,7 @@
 // Reading a display's EDID and checking it before anyone uses it.
 #include <cstring>
 
-#include "identity/edid_layout.h"
+#include "identity/edid_decode.h"
 #include "nashal/edid.h"
 #include "topology/model_file.h"
 
@@ -17,10 +17,7 @@ extern "C" int EDID_Read_and_Validate(int edid_id, uint8_t *buffer, int size) {
     if (result == 0) {
         // Both blocks are summed together: a one-block display whose second half is noise is
         // refused, as the units have always done.
-        uint8_t sum = 0;
-        for (uint8_t byte : data)
-            sum = static_cast<uint8_t>(sum + byte);
-        if (std::memcmp(data, kEdidHeader, sizeof kEdidHeader) != 0 || sum != 0)
+        if (!edid_valid(data))
             return -1;
     }
     if (buffer && size > 0) {

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "halctl.h"
-#include "identity/edid_layout.h"
+#include "identity/edid_decode.h"
 #include "identity/vpd_layout.h"
 #include "nashal/edid.h"
 #include "nashal/ini_conf.h"
@@ -142,25 +142,6 @@ HALCTL_COMMAND(cmd_vpd_set, "vpd-set", "ROM FIELD VALUE",
     return halctl::kOk;
 }
 
-std::string edid_text_descriptor(const uint8_t *edid, uint8_t tag) {
-    for (size_t d = 0; d < id::kEdidDescriptorCount; ++d) {
-        const uint8_t *desc = edid + id::kEdidDescriptors + d * id::kEdidDescriptorSize;
-        if (desc[0] || desc[1] || desc[3] != tag)
-            continue;
-        std::string text(reinterpret_cast<const char *>(desc + 5), 13);
-        size_t end = text.find('\n');
-        text = text.substr(0, end);
-        while (!text.empty() && text.back() == ' ')
-            text.pop_back();
-        for (char &c : text) {
-            if (c < 0x20 || c > 0x7E)
-                c = '?';
-        }
-        return text;
-    }
-    return "";
-}
-
 HALCTL_COMMAND(cmd_edid, "edid", "", "the displays' EDIDs, checked and decoded") {
     if (!ctx.args.empty())
         return halctl::usage_error(ctx, "edid takes no arguments");
@@ -173,22 +154,18 @@ HALCTL_COMMAND(cmd_edid, "edid", "", "the displays' EDIDs, checked and decoded")
                             Output::text("state", result == 0    ? "ok"
                                                   : result == -1 ? "bad or unreadable"
                                                                  : "not described")};
-        if (result == 0) {
-            unsigned maker = (edid[id::kEdidManufacturer] << 8) | edid[id::kEdidManufacturer + 1];
-            char letters[4] = {static_cast<char>('A' - 1 + ((maker >> 10) & 0x1F)),
-                               static_cast<char>('A' - 1 + ((maker >> 5) & 0x1F)),
-                               static_cast<char>('A' - 1 + (maker & 0x1F)), 0};
+        id::EdidSummary summary;
+        if (result == 0 && id::edid_decode(edid, sizeof edid, &summary)) {
             char product[8];
-            snprintf(product, sizeof product, "0x%04x",
-                     edid[id::kEdidProductCode] | (edid[id::kEdidProductCode + 1] << 8));
-            r.push_back(Output::text("manufacturer", letters));
+            snprintf(product, sizeof product, "0x%04x", summary.product);
+            r.push_back(Output::text("manufacturer", summary.manufacturer));
             r.push_back(Output::text("product", product));
-            r.push_back(Output::text("name", edid_text_descriptor(edid, id::kEdidTagProductName)));
-            r.push_back(Output::text("serial", edid_text_descriptor(edid, id::kEdidTagSerialText)));
-            r.push_back(Output::number("year", 1990 + edid[id::kEdidYear]));
-            r.push_back(Output::text("version", std::to_string(edid[id::kEdidVersion]) + "." +
-                                                    std::to_string(edid[id::kEdidRevision])));
-            r.push_back(Output::number("extensions", edid[id::kEdidExtensionCount]));
+            r.push_back(Output::text("name", summary.name));
+            r.push_back(Output::text("serial", summary.serial_text));
+            r.push_back(Output::number("year", summary.year));
+            r.push_back(Output::text("version", std::to_string(summary.version) + "." +
+                                                    std::to_string(summary.revision)));
+            r.push_back(Output::number("extensions", summary.extensions));
         }
         rows.push_back(r);
     }
