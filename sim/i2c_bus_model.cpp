@@ -40,6 +40,25 @@ long value_or(const std::map<std::string, long> &values, const std::string &key,
     return it == values.end() ? fallback : it->second;
 }
 
+struct WordKey {
+    uint8_t command;
+    const char *key;
+};
+
+// The word a chip answers for `command`, from the description's key for it; false (a NAK) for a
+// command the chip doesn't have.
+template <size_t N>
+bool described_word(const std::string &file, const WordKey (&keys)[N], uint8_t command,
+                    uint16_t &value) {
+    for (const WordKey &k : keys) {
+        if (k.command == command) {
+            value = static_cast<uint16_t>(value_or(read_values(file), k.key, 0));
+            return true;
+        }
+    }
+    return false;
+}
+
 // Bytes of a file at an offset, read and written in place (other processes share the file).
 bool file_byte(const std::string &file, long at, uint8_t &value, bool write) {
     int fd = ::open(file.c_str(), write ? (O_RDWR | O_CREAT) : O_RDONLY, 0644);
@@ -83,17 +102,9 @@ class PmbusSupply : public I2cDevice {
     bool read_byte_data(uint8_t, uint8_t &) override { return false; }
     bool write_byte_data(uint8_t, uint8_t) override { return false; }
     bool read_word_data(uint8_t command, uint16_t &value) override {
-        if (!exists(file_))
-            return false;  // a pulled supply doesn't answer
-        auto values = read_values(file_);
-        const char *key = command == 0x79   ? "status"
-                          : command == 0x8D ? "temperature"
-                          : command == 0x90 ? "fan"
-                                            : nullptr;
-        if (!key)
-            return false;
-        value = static_cast<uint16_t>(value_or(values, key, 0));
-        return true;
+        static const WordKey kWords[] = {{0x79, "status"}, {0x8D, "temperature"}, {0x90, "fan"}};
+        // A pulled supply doesn't answer.
+        return exists(file_) && described_word(file_, kWords, command, value);
     }
 
   private:
@@ -184,17 +195,12 @@ class BatteryGauge : public I2cDevice {
         return true;
     }
     bool read_word_data(uint8_t command, uint16_t &value) override {
-        auto values = read_values(file_);
-        const char *key = command == 0x08   ? "temperature"
-                          : command == 0x09 ? "voltage"
-                          : command == 0x0A ? "current"
-                          : command == 0x0F ? "remaining"
-                          : command == 0x10 ? "full"
-                                            : nullptr;
-        if (!key)
-            return false;
-        value = static_cast<uint16_t>(value_or(values, key, 0));
-        return true;
+        static const WordKey kWords[] = {{0x08, "temperature"},
+                                         {0x09, "voltage"},
+                                         {0x0A, "current"},
+                                         {0x0F, "remaining"},
+                                         {0x10, "full"}};
+        return described_word(file_, kWords, command, value);
     }
 
   private:

@@ -111,38 +111,16 @@ extern "C" int release_i2c_lock(int semid) {
     return nashal::sysv_lock_release(semid);
 }
 
-extern "C" int i2c_read(int fd, int addr, int offset, int length, uint8_t *buffer) {
-    if (i2c_select(fd, addr) < 0) {
-        ERR_TRACE(HAL_TRACE_ERROR, "%s(%d): System Internal Erorr\n", __func__, __LINE__);
-        return -1;
-    }
-    int most = 0;
-    for (int i = 0; i < length; ++i) {
-        int attempt = 0;
-        int value = -1;
-        while (attempt < kByteAttempts) {
-            ++attempt;
-            value = smbus_read_byte_data(fd, static_cast<uint8_t>((offset + i) % 256));
-            if (value >= 0)
-                break;
-            os_usleep(1);
-        }
-        if (value < 0) {
-            ERR_TRACE(HAL_TRACE_ERROR, "%s(%d): System Internal Erorr,i = %d,retry = %d\n",
-                      __func__, __LINE__, i, attempt);
-            return -1;
-        }
-        buffer[i] = static_cast<uint8_t>(value);
-        if (attempt > most)
-            most = attempt;
-    }
-    ERR_TRACE(HAL_TRACE_DETAIL, "%s(%d): Max. read try = %d OK\n", __func__, __LINE__, most);
-    return 0;
-}
+namespace {
 
-extern "C" int i2c_write(int fd, int addr, int offset, const uint8_t *buffer, int length) {
+// One byte transfer per byte of the range, each tried up to kByteAttempts times. `byte_op`
+// moves byte i and gives a negative result on failure; reads wait a microsecond between tries,
+// writes don't. The highest number of tries any byte needed is traced on success.
+template <typename ByteOp>
+int transfer_bytes(const char *who, int fd, int addr, int length, bool pause, const char *verb,
+                   ByteOp byte_op) {
     if (i2c_select(fd, addr) < 0) {
-        ERR_TRACE(HAL_TRACE_ERROR, "%s(%d): System Internal Erorr\n", __func__, __LINE__);
+        ERR_TRACE(HAL_TRACE_ERROR, "%s(%d): System Internal Erorr\n", who, __LINE__);
         return -1;
     }
     int most = 0;
@@ -151,16 +129,35 @@ extern "C" int i2c_write(int fd, int addr, int offset, const uint8_t *buffer, in
         int result = -1;
         while (attempt < kByteAttempts && result < 0) {
             ++attempt;
-            result = smbus_write_byte_data(fd, static_cast<uint8_t>((offset + i) % 256), buffer[i]);
+            result = byte_op(i);
+            if (result < 0 && pause)
+                os_usleep(1);
         }
         if (result < 0) {
-            ERR_TRACE(HAL_TRACE_ERROR, "%s(%d): System Internal Erorr,i = %d,retry = %d\n",
-                      __func__, __LINE__, i, attempt);
+            ERR_TRACE(HAL_TRACE_ERROR, "%s(%d): System Internal Erorr,i = %d,retry = %d\n", who,
+                      __LINE__, i, attempt);
             return -1;
         }
         if (attempt > most)
             most = attempt;
     }
-    ERR_TRACE(HAL_TRACE_DETAIL, "%s(%d): Max. write try = %d OK\n", __func__, __LINE__, most);
+    ERR_TRACE(HAL_TRACE_DETAIL, "%s(%d): Max. %s try = %d OK\n", who, __LINE__, verb, most);
     return 0;
+}
+
+}  // namespace
+
+extern "C" int i2c_read(int fd, int addr, int offset, int length, uint8_t *buffer) {
+    return transfer_bytes(__func__, fd, addr, length, true, "read", [&](int i) {
+        int value = smbus_read_byte_data(fd, static_cast<uint8_t>((offset + i) % 256));
+        if (value >= 0)
+            buffer[i] = static_cast<uint8_t>(value);
+        return value;
+    });
+}
+
+extern "C" int i2c_write(int fd, int addr, int offset, const uint8_t *buffer, int length) {
+    return transfer_bytes(__func__, fd, addr, length, false, "write", [&](int i) {
+        return smbus_write_byte_data(fd, static_cast<uint8_t>((offset + i) % 256), buffer[i]);
+    });
 }

@@ -66,6 +66,22 @@ class PmbusCall {
     bool switched_ = false;
 };
 
+// One supply read: its address, the switched bus, STATUS_WORD; then `act(fd, status)` for the
+// rest. -1 when any of the shared steps fails.
+template <typename Act>
+int supply_call(const char *who, int supply, int (&cache)[kSupplies + 1], Act act) {
+    int addr = supply_address(supply, cache);
+    if (addr < 0)
+        return -1;
+    PmbusCall call(who, addr);
+    if (!call.ok())
+        return -1;
+    int status = smbus_read_word_data(call.fd(), kStatusWord);
+    if (status < 0)
+        return -1;
+    return act(call.fd(), status);
+}
+
 }  // namespace
 
 extern "C" int i2c_sys_read_pmbus_status(int supply, int *status) {
@@ -73,68 +89,49 @@ extern "C" int i2c_sys_read_pmbus_status(int supply, int *status) {
     if (!status)
         return -1;
     *status = -1;
-    int addr = supply_address(supply, cache);
-    if (addr < 0)
-        return -1;
-    PmbusCall call(__func__, addr);
-    if (!call.ok())
-        return -1;
-    int word = smbus_read_word_data(call.fd(), kStatusWord);
-    if (word < 0)
-        return -1;
-    *status = (word & kStatusOff) ? -1 : 0;
-    return 0;
+    return supply_call(__func__, supply, cache, [&](int, int word) {
+        *status = (word & kStatusOff) ? -1 : 0;
+        return 0;
+    });
 }
 
 extern "C" int i2c_sys_read_pmbus_power_temp(int supply, double *temperature) {
     static int cache[kSupplies + 1];
     if (!temperature)
         return -1;
-    int addr = supply_address(supply, cache);
-    if (addr < 0)
-        return -1;
-    PmbusCall call(__func__, addr);
-    if (!call.ok())
-        return -1;
-    int status = smbus_read_word_data(call.fd(), kStatusWord);
-    if (status < 0 || (status & kStatusOff))
-        return -1;
-    int word = smbus_read_word_data(call.fd(), kReadTemperature1);
-    if (word < 0)
-        return -1;
-    // The supplies report whole degrees in the low ten bits, in quarters, as a signed byte.
-    int8_t degrees = static_cast<int8_t>((word & 0x3FF) / 4);
-    if (degrees >= 101)
-        return -1;
-    *temperature = degrees;
-    return 0;
+    return supply_call(__func__, supply, cache, [&](int fd, int status) {
+        if (status & kStatusOff)
+            return -1;
+        int word = smbus_read_word_data(fd, kReadTemperature1);
+        if (word < 0)
+            return -1;
+        // Whole degrees in the low ten bits, in quarters, kept as a signed byte.
+        int8_t degrees = static_cast<int8_t>((word & 0x3FF) / 4);
+        if (degrees >= 101)
+            return -1;
+        *temperature = degrees;
+        return 0;
+    });
 }
 
 extern "C" int i2c_sys_read_pmbus_power_fan(int supply, int *rpm, int *fail) {
     static int cache[kSupplies + 1];
     if (!rpm || !fail)
         return -1;
-    int addr = supply_address(supply, cache);
-    if (addr < 0)
-        return -1;
-    PmbusCall call(__func__, addr);
-    if (!call.ok())
-        return -1;
-    int status = smbus_read_word_data(call.fd(), kStatusWord);
-    if (status < 0)
-        return -1;
-    if (status & kStatusOff) {
-        *fail = 1;
+    return supply_call(__func__, supply, cache, [&](int fd, int status) {
+        if (status & kStatusOff) {
+            *fail = 1;
+            return 0;
+        }
+        int word = smbus_read_word_data(fd, kReadFanSpeed1);
+        if (word < 0)
+            return -1;
+        // Mantissa in the low ten bits, the exponent as the top five bits read unsigned. A
+        // large exponent would overflow an int; the speed is then held at the largest one.
+        double speed = (word & 0x3FF) * std::ldexp(1.0, (word & 0xFFFF) >> 11);
+        *rpm = speed >= INT_MAX ? INT_MAX : static_cast<int>(speed);
+        if (*rpm == 0)
+            *fail = 1;
         return 0;
-    }
-    int word = smbus_read_word_data(call.fd(), kReadFanSpeed1);
-    if (word < 0)
-        return -1;
-    // Mantissa in the low ten bits, the exponent as the top five bits read unsigned. A large
-    // exponent would overflow an int; the speed is then held at the largest one.
-    double speed = (word & 0x3FF) * std::ldexp(1.0, (word & 0xFFFF) >> 11);
-    *rpm = speed >= INT_MAX ? INT_MAX : static_cast<int>(speed);
-    if (*rpm == 0)
-        *fail = 1;
-    return 0;
+    });
 }

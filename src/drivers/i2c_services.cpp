@@ -86,52 +86,53 @@ extern "C" int i2c_sys_send_byte(int addr, int value) {
     return smbus_send_byte(call.fd(), static_cast<uint8_t>(value)) < 0 ? -1 : 0;
 }
 
-extern "C" int i2c_sys_dev_send_byte(int bus, int addr, int value) {
+namespace {
+
+// A call on "/dev/i2c-<bus>": the device selected, `act(fd)` gives the result; `failed` when
+// the lock, the adapter, the bus or the device isn't there.
+template <typename Act>
+int dev_call(const char *who, int bus, int addr, int failed, Act act) {
     char path[32];
     i2c_bus_path(bus, path, sizeof path);
-    I2cCall call(__func__, path, addr);
-    if (!call.ok())
-        return -1;
-    return smbus_send_byte(call.fd(), static_cast<uint8_t>(value)) < 0 ? -1 : 0;
+    I2cCall call(who, path, addr);
+    return call.ok() ? act(call.fd()) : failed;
+}
+
+}  // namespace
+
+extern "C" int i2c_sys_dev_send_byte(int bus, int addr, int value) {
+    return dev_call(__func__, bus, addr, -1, [&](int fd) {
+        return smbus_send_byte(fd, static_cast<uint8_t>(value)) < 0 ? -1 : 0;
+    });
 }
 
 extern "C" int i2c_sys_dev_read_byte_data(int bus, int addr, int offset) {
-    char path[32];
-    i2c_bus_path(bus, path, sizeof path);
-    I2cCall call(__func__, path, addr);
-    if (!call.ok())
-        return -1;
-    return smbus_read_byte_data(call.fd(), static_cast<uint8_t>(offset));
+    return dev_call(__func__, bus, addr, -1,
+                    [&](int fd) { return smbus_read_byte_data(fd, static_cast<uint8_t>(offset)); });
 }
 
 extern "C" int i2c_sys_dev_write_byte_data(int bus, int addr, int offset, int data) {
-    char path[32];
-    i2c_bus_path(bus, path, sizeof path);
-    I2cCall call(__func__, path, addr);
-    if (!call.ok())
-        return -1;
-    return smbus_write_byte_data(call.fd(), static_cast<uint8_t>(offset),
-                                 static_cast<uint8_t>(data)) < 0
-               ? -1
-               : 0;
+    return dev_call(__func__, bus, addr, -1, [&](int fd) {
+        return smbus_write_byte_data(fd, static_cast<uint8_t>(offset), static_cast<uint8_t>(data)) <
+                       0
+                   ? -1
+                   : 0;
+    });
 }
 
 extern "C" int i2c_sys_dev_send_byte_data(int bus, int addr, int offset, int bit, int enable) {
     if (bit < 0 || bit > 7)
         return -1;
-    char path[32];
-    i2c_bus_path(bus, path, sizeof path);
-    I2cCall call(__func__, path, addr);
-    if (!call.ok())
-        return -1;
-    int value = smbus_read_byte_data(call.fd(), static_cast<uint8_t>(offset));
-    if (value < 0)
-        return -1;
-    value = enable ? (value | (1 << bit)) : (value & ~(1 << bit));
-    return smbus_write_byte_data(call.fd(), static_cast<uint8_t>(offset),
-                                 static_cast<uint8_t>(value)) < 0
-               ? -1
-               : 0;
+    return dev_call(__func__, bus, addr, -1, [&](int fd) {
+        int value = smbus_read_byte_data(fd, static_cast<uint8_t>(offset));
+        if (value < 0)
+            return -1;
+        value = enable ? (value | (1 << bit)) : (value & ~(1 << bit));
+        return smbus_write_byte_data(fd, static_cast<uint8_t>(offset),
+                                     static_cast<uint8_t>(value)) < 0
+                   ? -1
+                   : 0;
+    });
 }
 
 extern "C" int i2c_sys_write(int addr, const uint8_t *buffer, int length) {
