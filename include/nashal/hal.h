@@ -17,5 +17,6 @@
 #include <nashal/vpd.h>
 #include <nashal/edid.h>
 #include <nashal/se_model.h>
+#include <nashal/se_bbu.h>
 
 #endif /* NASHAL_HAL_H */

@@ -13,6 +13,7 @@
 
 #include "nashal/hal_trace.h"
 #include "nashal/i2c_sys.h"
+#include "nashal/se_bbu.h"
 #include "sim/appliance.h"
 #include "sim/fs.h"
 #include "sim/i2c_bus_model.h"
@@ -291,6 +292,37 @@ TEST_F(I2cDevices, BatteryGaugeAndExpanderAnswerThroughTheirRegisters) {
     EXPECT_EQ(i2c_sys_get_bbu_gpio(0x21, 3), 0) << "absent expander reads as 0";
 }
 
+TEST_F(I2cDevices, BatteryUnitLedAndSwitchesDriveTheExpanderPins) {
+    write_file("/etc/model.conf", "[System IO]\nBBU_GPIO = I2C:20\nBBU_GAUGE = I2C:0B\n");
+    I2cBusModel &bus = attach_i2c_bus(0);
+    bus.attach(0x20, register_chip("/sim/bbu_gpio.regs"));
+    bus.attach(0x0B, battery_gauge("/sim/bbu.conf"));
+    auto reg = [](int n) { return static_cast<uint8_t>(read_file("/sim/bbu_gpio.regs")[n]); };
+    ASSERT_EQ(i2c_sys_set_bbu_gpio(0x20, 3, 0xFF), 0);
+    struct Case {
+        int colour, enable;
+        uint8_t output;
+    } cases[] = {{0, 1, 0x02}, {1, 1, 0x01}, {2, 1, 0x00}, {1, 0, 0x03}};
+    for (const Case &c : cases) {
+        ASSERT_EQ(se_sys_set_bbu_status_led(c.colour, 0, c.enable), 0);
+        EXPECT_EQ(reg(1) & 0x03, c.output) << c.colour << c.enable;
+        EXPECT_EQ(reg(3) & 0x03, 0) << "LED pins driven";
+    }
+    EXPECT_EQ(se_sys_set_bbu_status_led(0, 1, 1), -1);
+    ASSERT_EQ(se_sys_enable_bbu_charge(1), 0);
+    EXPECT_EQ(reg(1) & 0x0C, 0x04);
+    ASSERT_EQ(se_sys_enable_bbu_discharge(1), 0);
+    EXPECT_EQ(reg(1) & 0x0C, 0x08) << "charging stops before discharging starts";
+    ASSERT_EQ(se_sys_enable_bbu_discharge(0), 0);
+    EXPECT_EQ(reg(1) & 0x0C, 0x00);
+    EXPECT_EQ(reg(3) & 0x0C, 0x00);
+    EXPECT_EQ(reg(1) & 0x03, 0x03) << "the LED pins are left alone";
+    write_file("/sim/bbu.conf", "status 0x0a\ntemperature 2731\n");
+    BBU_STATUS status{};
+    EXPECT_EQ(se_sys_get_bbu_status(&status), 0);
+    EXPECT_NEAR(status.temperature, 0.0, 1e-9);
+}
+
 TEST_F(I2cDevices, DiskLocateLedSendsTheStartOrStopByte) {
     attach_i2c_bus(0).attach(0x61, register_chip("/sim/led.regs"));
     EXPECT_EQ(i2c_set_enclosure_port_led("root", 2, 1), 0);
@@ -298,4 +330,14 @@ TEST_F(I2cDevices, DiskLocateLedSendsTheStartOrStopByte) {
     EXPECT_EQ(read_file("/sim/led.regs.sent"), "a1\na0\n");
     EXPECT_EQ(i2c_set_enclosure_port_led("root", 3, 1), -1) << "a bay without an I2C LED";
     EXPECT_EQ(i2c_set_enclosure_port_led("root_usb", 2, 1), -1);
+
+    // The whole unit's locate LED: four raw bytes to the controller at p0.
+    attach_i2c_bus(0).attach(0x60, register_chip("/sim/full.regs"));
+    write_file("/dev/i2c-0", "");
+    // The emulated node keeps the last raw write at its start.
+    EXPECT_EQ(i2c_sys_set_enclosure_led("root", 1), 0);
+    EXPECT_EQ(read_file("/dev/i2c-0"), std::string("\x03\x05\x06\x07", 4));
+    EXPECT_EQ(i2c_sys_set_enclosure_led("root", 0), 0);
+    EXPECT_EQ(read_file("/dev/i2c-0"), std::string("\x02\x05\x06\x07", 4));
+    EXPECT_NE(log().find("Enclosure Function Work."), std::string::npos);
 }
