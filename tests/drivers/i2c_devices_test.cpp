@@ -331,13 +331,13 @@ TEST_F(I2cDevices, DiskLocateLedSendsTheStartOrStopByte) {
     EXPECT_EQ(i2c_set_enclosure_port_led("root", 3, 1), -1) << "a bay without an I2C LED";
     EXPECT_EQ(i2c_set_enclosure_port_led("root_usb", 2, 1), -1);
 
-    // The whole unit's locate LED: four raw bytes to the controller at p0.
+    // The whole unit's locate LED: p3 (on) or p2 (off), then p5 to p7, raw to the controller at p0.
     attach_i2c_bus(0).attach(0x60, register_chip("/sim/full.regs"));
     write_file("/dev/i2c-0", "");
     // The emulated node keeps the last raw write at its start.
     EXPECT_EQ(i2c_sys_set_enclosure_led("root", 1), 0);
-    EXPECT_EQ(read_file("/dev/i2c-0"), std::string("\x03\x05\x06\x07", 4));
+    EXPECT_EQ(read_file("/dev/i2c-0"), std::string("\x02\x04\x05\x06", 4));
     EXPECT_EQ(i2c_sys_set_enclosure_led("root", 0), 0);
-    EXPECT_EQ(read_file("/dev/i2c-0"), std::string("\x02\x05\x06\x07", 4));
+    EXPECT_EQ(read_file("/dev/i2c-0"), std::string("\x01\x04\x05\x06", 4));
     EXPECT_NE(log().find("Enclosure Function Work."), std::string::npos);
 }
