@@ -32,14 +32,14 @@ extern "C" {
 
 /* One interface during renaming. */
 typedef struct NET_CB {
-    uint32_t domain;            /* PCI domain */
-    char dev_bus[HAL_ID_LEN];   /* bus text, or "B-1:virtual" */
+    uint32_t domain;          /* PCI domain */
+    char dev_bus[HAL_ID_LEN]; /* bus text, or "B-1:virtual" */
     char bridge_bus[HAL_ID_LEN];
-    int32_t pci_switch_port;    /* device number behind a PCIe switch, -1 without one */
-    int32_t port;               /* function of the device, or PHY address of a virtual one */
-    char name[NET_NAME_LEN];    /* current name */
+    int32_t pci_switch_port; /* device number behind a PCIe switch, -1 without one */
+    int32_t port;            /* function of the device, or PHY address of a virtual one */
+    char name[NET_NAME_LEN]; /* current name */
     char new_name[NET_NAME_LEN];
-    uint32_t old_state;         /* 1 when it was up before renaming */
+    uint32_t old_state; /* 1 when it was up before renaming */
 } NET_CB;
 
 /* Renames the interfaces to the model file's order. The number of interfaces, or -1. Must run

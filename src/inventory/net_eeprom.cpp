@@ -89,8 +89,9 @@ bool eeprom_read(int port, int offset, int length, unsigned char (&out)[32]) {
 
 void eeprom_write(int port, uint32_t magic, int offset, unsigned value) {
     char cmd[HAL_CMD_LEN];
-    if (hal_build_command(__func__, cmd, sizeof cmd, "%s -E eth%d magic 0x%x offset 0x%x value 0x%x",
-                          kEthtool, port, magic, offset, value) < 0)
+    if (hal_build_command(__func__, cmd, sizeof cmd,
+                          "%s -E eth%d magic 0x%x offset 0x%x value 0x%x", kEthtool, port, magic,
+                          offset, value) < 0)
         return;
     if (system(cmd) != 0)
         ERR_TRACE(HAL_TRACE_DETAIL, "%s(%d):cmd = %s\n", __func__, __LINE__, cmd);
@@ -177,11 +178,21 @@ int net_sys_get_speed(int port, int *code) {
     if (!net_attribute(port, "speed", &speed))
         return -1;
     switch (speed) {
-    case 10: *code = NET_SPEED_10M; break;
-    case 100: *code = NET_SPEED_100M; break;
-    case 1000: *code = NET_SPEED_1G; break;
-    case 10000: *code = NET_SPEED_10G; break;
-    default: *code = NET_SPEED_UNKNOWN; break;
+        case 10:
+            *code = NET_SPEED_10M;
+            break;
+        case 100:
+            *code = NET_SPEED_100M;
+            break;
+        case 1000:
+            *code = NET_SPEED_1G;
+            break;
+        case 10000:
+            *code = NET_SPEED_10G;
+            break;
+        default:
+            *code = NET_SPEED_UNKNOWN;
+            break;
     }
     return 0;
 }
@@ -197,8 +208,8 @@ int net_sys_get_mac(int port, unsigned char *buffer, int length) {
     if (!nashal::inventory::eeprom_read(port, offset, kMacLength, bytes))
         return -1;
     // Only the read buffer's bytes exist to be copied, whatever length the caller gave.
-    memcpy(buffer, bytes, static_cast<size_t>(length) < sizeof bytes ? static_cast<size_t>(length)
-                                                                       : sizeof bytes);
+    memcpy(buffer, bytes,
+           static_cast<size_t>(length) < sizeof bytes ? static_cast<size_t>(length) : sizeof bytes);
     MacMask m = mac_mask(port);
     if (m.present)
         buffer[5] = static_cast<unsigned char>((buffer[5] & ~m.mask) | m.port);
@@ -230,7 +241,8 @@ int net_sys_set_mac(int port, unsigned char *mac, int length) {
         system(cmd) != 0)
         ERR_TRACE(HAL_TRACE_DETAIL, "%s(%d):cmd = %s\n", __func__, __LINE__, cmd);
     int alternate = 0;
-    if (magic == NET_MAGIC_INTEL_X540 && get_alternate_mac_start_offset(port, magic, &alternate) == 0)
+    if (magic == NET_MAGIC_INTEL_X540 &&
+        get_alternate_mac_start_offset(port, magic, &alternate) == 0)
         write_mac(port, magic, alternate, mac);
     return 0;
 }

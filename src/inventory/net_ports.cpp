@@ -59,8 +59,8 @@ void show(const NET_CB *table, int count) {
         ERR_TRACE(HAL_TRACE_INFO,
                   "%s(%d):[%d] name = %s, new_name = %s, domain = %u, dev_bus = %s, "
                   "bridge_bus = %s, pci_switch_port = %d, port = %d\n",
-                  __func__, __LINE__, i, cb.name, cb.new_name, cb.domain, cb.dev_bus,
-                  cb.bridge_bus, cb.pci_switch_port, cb.port);
+                  __func__, __LINE__, i, cb.name, cb.new_name, cb.domain, cb.dev_bus, cb.bridge_bus,
+                  cb.pci_switch_port, cb.port);
     }
 }
 
@@ -130,8 +130,8 @@ int is_pci_bridge(const char *a, const char *b) {
     if (sscanf(a, "%x:%x:%x.%x", &domain, &bus, &device, &function) != 4)
         return 0;
     char path[HAL_SYSFS_PATH_LEN];
-    snprintf(path, sizeof path, "/sys/devices/pci%04x:%02x/%04x:%02x:%02x.%d/%s/class", domain,
-             bus, domain, bus, device, static_cast<int>(function), b);
+    snprintf(path, sizeof path, "/sys/devices/pci%04x:%02x/%04x:%02x:%02x.%d/%s/class", domain, bus,
+             domain, bus, device, static_cast<int>(function), b);
     char text[32] = {};
     if (nashal::topology::read_attribute(path, text, sizeof text - 1) <= 0)
         return 0;
@@ -189,8 +189,8 @@ int parse_net_port_from_path(const char *path, int32_t *switch_port, int32_t *po
     take_component(after_b, c, sizeof c);
     const char *colon = strrchr(c, ':');
     if (c[0] == '\0' || !colon) {
-        ERR_TRACE(HAL_TRACE_ERROR, "%s(%d):no device behind the switch in %s\n", __func__,
-                  __LINE__, path);
+        ERR_TRACE(HAL_TRACE_ERROR, "%s(%d):no device behind the switch in %s\n", __func__, __LINE__,
+                  path);
         return -1;
     }
     // The device number of the switch's downstream port, hexadecimal as in every PCI name.

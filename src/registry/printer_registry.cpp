@@ -83,8 +83,8 @@ int prt_read_conf(int id, PRT_INFO *info) {
     if (!info)
         return -1;
     PrtSection section(id);
-    if (Ini_Conf_Get_Field_Int(prt_file(), section.name, "port_id", &info->port_id,
-                               INI_CONF_DEC) <= 0) {
+    if (Ini_Conf_Get_Field_Int(prt_file(), section.name, "port_id", &info->port_id, INI_CONF_DEC) <=
+        0) {
         ERR_TRACE(HAL_TRACE_WARN, "%s: can't retrieve port_id value!\n", __func__);
         return -1;
     }
