@@ -341,8 +341,9 @@ std::string SysfsTree::net_interface(const std::string &device, const std::strin
     attribute(path, "speed", fmt("%d\n", desc.speed));
     attribute(path, "flags", desc.up ? "0x1003\n" : "0x1002\n");
     attribute(path, "type", "1\n");
+    // The kernel's own link text, which names the device.
     if (!device.empty())
-        link(device, path + "/device");
+        symlink_exact("../../../" + base_name(device), at(path + "/device"));
     link(path, "/sys/class/net/" + name);
     make_dirs(at("/sim"));
     append_file(at("/sim/net.conf"),
@@ -358,7 +359,7 @@ std::string SysfsTree::usb_printer(const std::string &interface, int minor,
     std::string name = fmt("lp%d", minor);
     std::string path = interface + "/usbmisc/" + name;
     attribute(path, "dev", fmt("%d:%d\n", kUsbMiscMajor, minor));
-    link(interface, path + "/device");
+    symlink_exact("../../../" + base_name(interface), at(path + "/device"));
     link(path, "/sys/class/usbmisc/" + name);
     dev_node("usb/" + name);
     return path;

@@ -7,6 +7,7 @@
 // renamed. A virtual interface's EEPROM is named after the interface. A missing file reads as
 // an erased EEPROM of 4096 bytes (all 0xff) and is created by the first write; otherwise the
 // file's size is the EEPROM's.
+#include <limits.h>
 #include <unistd.h>
 
 #include <cctype>
