@@ -73,6 +73,8 @@ bool options(const std::vector<std::string> &args, size_t from,
     return true;
 }
 
+using Options = std::vector<std::pair<std::string, std::string>>;
+
 int bad_arguments() {
     fprintf(stderr, "ethtool: bad command line argument(s)\nFor more information run ethtool -h\n");
     return 1;
@@ -83,13 +85,7 @@ int no_device() {
     return 74;
 }
 
-int dump_eeprom(const std::vector<std::string> &args) {
-    std::vector<std::pair<std::string, std::string>> opts;
-    if (args.size() < 2 || !options(args, 2, opts))
-        return bad_arguments();
-    const std::string &name = args[1];
-    if (!interface_present(name))
-        return no_device();
+int dump_eeprom(const std::string &name, const Options &opts) {
     bool raw = false;
     unsigned long offset = 0, length = 0;
     bool have_length = false;
@@ -129,13 +125,7 @@ int dump_eeprom(const std::vector<std::string> &args) {
     return 0;
 }
 
-int change_eeprom(const std::vector<std::string> &args) {
-    std::vector<std::pair<std::string, std::string>> opts;
-    if (args.size() < 2 || !options(args, 2, opts))
-        return bad_arguments();
-    const std::string &name = args[1];
-    if (!interface_present(name))
-        return no_device();
+int change_eeprom(const std::string &name, const Options &opts) {
     unsigned long magic = 0, offset = 0, value = 0;
     bool have_value = false;
     for (const auto &[key, text] : opts) {
@@ -167,41 +157,33 @@ int change_eeprom(const std::vector<std::string> &args) {
 }
 
 int answer_ethtool(const std::vector<std::string> &args) {
-    if (!args.empty() && args[0] == "-e")
-        return dump_eeprom(args);
-    if (!args.empty() && args[0] == "-E")
-        return change_eeprom(args);
-    return nashal::sim::tool::scripted_answer("ethtool", args);
+    if (args.empty() || (args[0] != "-e" && args[0] != "-E"))
+        return nashal::sim::tool::scripted_answer("ethtool", args);
+    Options opts;
+    if (args.size() < 2 || !options(args, 2, opts))
+        return bad_arguments();
+    if (!interface_present(args[1]))
+        return no_device();
+    return args[0] == "-e" ? dump_eeprom(args[1], opts) : change_eeprom(args[1], opts);
 }
 
-int hex_digit(char c) {
-    if (c >= '0' && c <= '9')
-        return c - '0';
-    if (c >= 'a' && c <= 'f')
-        return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F')
-        return c - 'A' + 10;
-    return -1;
-}
-
-// An Ethernet address as ifconfig takes it: six bytes of two hexadecimal digits, with or
-// without ":" between them.
+// An Ethernet address as ifconfig takes it: twelve hexadecimal digits, with or without ":"
+// between the bytes. Out: the kernel's form, "aa:bb:cc:dd:ee:ff".
 bool parse_mac(const std::string &text, std::string &out) {
-    out.clear();
-    size_t i = 0;
-    for (int byte = 0; byte < 6; ++byte) {
-        if (byte > 0 && i < text.size() && text[i] == ':')
-            ++i;
-        if (i + 1 >= text.size() || hex_digit(text[i]) < 0 || hex_digit(text[i + 1]) < 0)
+    std::string digits;
+    for (size_t i = 0; i < text.size(); ++i) {
+        if (text[i] == ':' && i % 3 == 2)
+            continue;
+        if (!isxdigit(static_cast<unsigned char>(text[i])))
             return false;
-        char cell[4];
-        snprintf(cell, sizeof cell, "%s%c%c", byte ? ":" : "", text[i], text[i + 1]);
-        out += cell;
-        i += 2;
+        digits += static_cast<char>(tolower(static_cast<unsigned char>(text[i])));
     }
-    for (auto &c : out)
-        c = static_cast<char>(tolower(static_cast<unsigned char>(c)));
-    return i == text.size();
+    if (digits.size() != 12)
+        return false;
+    out.clear();
+    for (size_t i = 0; i < 12; i += 2)
+        out += (i ? ":" : "") + digits.substr(i, 2);
+    return true;
 }
 
 int answer_ifconfig(const std::vector<std::string> &args) {

@@ -51,6 +51,17 @@ bool net_attribute(int port, const char *attribute, long *value) {
     return end != text;
 }
 
+// The `port` field of eth<port>'s NET_CB: which port of a dual-port adapter it is.
+int port_field(int port, int32_t *value) {
+    NET_CB cb = {};
+    char name[NET_NAME_LEN];
+    snprintf(name, sizeof name, "eth%d", port);
+    if (net_dev_getinfo(&cb, name) != 0)
+        return -1;
+    *value = cb.port;
+    return 0;
+}
+
 int read_word(int port, int offset, int *word) {
     unsigned char bytes[32];
     if (!nashal::inventory::eeprom_read(port, offset, 2, bytes))
@@ -118,15 +129,12 @@ int get_mac_start_offset(int port, uint32_t magic, int *offset) {
     if (!offset)
         return -1;
     if (magic == NET_MAGIC_INTEL_X540) {
-        NET_CB cb = {};
-        char name[NET_NAME_LEN];
-        snprintf(name, sizeof name, "eth%d", port);
-        if (net_dev_getinfo(&cb, name) != 0)
-            return -1;
+        int32_t function = 0;
         int word = 0;
-        if (read_word(port,
-                      cb.port ? nashal::inventory::kX540MacPointerPort1
-                              : nashal::inventory::kX540MacPointerPort0,
+        if (port_field(port, &function) != 0 ||
+            read_word(port,
+                      function ? nashal::inventory::kX540MacPointerPort1
+                               : nashal::inventory::kX540MacPointerPort0,
                       &word) != 0)
             return -1;
         *offset = (word + 1) * 2;
@@ -153,15 +161,12 @@ int get_mac_start_offset(int port, uint32_t magic, int *offset) {
 int get_alternate_mac_start_offset(int port, uint32_t magic, int *offset) {
     if (!offset || magic != NET_MAGIC_INTEL_X540)
         return -1;
-    NET_CB cb = {};
-    char name[NET_NAME_LEN];
-    snprintf(name, sizeof name, "eth%d", port);
-    if (net_dev_getinfo(&cb, name) != 0)
-        return -1;
+    int32_t function = 0;
     int word = 0;
-    if (read_word(port, nashal::inventory::kX540AlternatePointer, &word) != 0)
+    if (port_field(port, &function) != 0 ||
+        read_word(port, nashal::inventory::kX540AlternatePointer, &word) != 0)
         return -1;
-    *offset = word * 2 + (cb.port ? kMacLength : 0);
+    *offset = word * 2 + (function ? kMacLength : 0);
     return 0;
 }
 

@@ -46,10 +46,20 @@ int32_t number_after_last_dot(const char *name) {
     return dot ? static_cast<int32_t>(strtol(dot + 1, nullptr, 10)) : 0;
 }
 
-// Copies the path component that starts at p (up to the next "/") into out.
-void take_component(const char *p, char *out, size_t size) {
+// Copies the path component that starts at p (up to the next "/") into out, and returns where
+// the next component starts ("" at the end).
+const char *take_component(const char *p, char *out, size_t size) {
     size_t n = strcspn(p, "/");
     hal_copy(out, size, p, n);
+    return p[n] == '/' ? p + n + 1 : p + n;
+}
+
+// A datagram socket for the interface ioctls; traces its own failure.
+nashal::FileDescriptor interface_socket(const char *who) {
+    nashal::FileDescriptor sock(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    if (!sock)
+        ERR_TRACE(HAL_TRACE_ERROR, "%s(%d):Open socket error\n", who, __LINE__);
+    return sock;
 }
 
 void show(const NET_CB *table, int count) {
@@ -162,23 +172,13 @@ int parse_net_port_from_path(const char *path, int32_t *switch_port, int32_t *po
         }
     }
     char a[HAL_ID_LEN];
-    take_component(rest, a, sizeof a);
-    const char *after_a = rest + strcspn(rest, "/");
-    if (*after_a == '/')
-        ++after_a;
-    if (*after_a == '\0') {
-        *switch_port = -1;
-        *port = number_after_last_dot(a);
-        return 0;
-    }
     char b[HAL_SYSFS_PATH_LEN];
-    take_component(after_a, b, sizeof b);
-    const char *after_b = after_a + strcspn(after_a, "/");
-    if (*after_b == '/')
-        ++after_b;
-    if (*after_b == '\0') {
+    const char *after_a = take_component(rest, a, sizeof a);
+    const char *after_b = take_component(after_a, b, sizeof b);
+    // The controller right on the root bus (A), or behind one root port (B): its function.
+    if (*after_a == '\0' || *after_b == '\0') {
         *switch_port = -1;
-        *port = number_after_last_dot(b);
+        *port = number_after_last_dot(*after_a == '\0' ? a : b);
         return 0;
     }
     if (!is_pci_bridge(a, b)) {
@@ -202,11 +202,9 @@ int parse_net_port_from_path(const char *path, int32_t *switch_port, int32_t *po
 int set_net_state(const char *name, int up, uint32_t *old_state) {
     if (!name)
         return -1;
-    nashal::FileDescriptor sock(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-    if (!sock) {
-        ERR_TRACE(HAL_TRACE_ERROR, "%s(%d):Open socket error\n", __func__, __LINE__);
+    nashal::FileDescriptor sock = interface_socket(__func__);
+    if (!sock)
         return -1;
-    }
     struct ifreq ifr = {};
     hal_copy(ifr.ifr_name, sizeof ifr.ifr_name, name);
     if (os_ioctl(sock.get(), SIOCGIFFLAGS, &ifr) < 0) {
@@ -232,11 +230,9 @@ int set_net_state(const char *name, int up, uint32_t *old_state) {
 int change_net_name(const char *old_name, const char *new_name) {
     if (!old_name || !new_name)
         return -1;
-    nashal::FileDescriptor sock(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-    if (!sock) {
-        ERR_TRACE(HAL_TRACE_ERROR, "%s(%d):Open socket error\n", __func__, __LINE__);
+    nashal::FileDescriptor sock = interface_socket(__func__);
+    if (!sock)
         return -1;
-    }
     struct ifreq ifr = {};
     hal_copy(ifr.ifr_name, sizeof ifr.ifr_name, old_name);
     hal_copy(ifr.ifr_newname, sizeof ifr.ifr_newname, new_name);
@@ -251,11 +247,9 @@ int change_net_name(const char *old_name, const char *new_name) {
 int get_net_phy_addr(const char *name, int32_t *phy) {
     if (!name || !phy)
         return -1;
-    nashal::FileDescriptor sock(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-    if (!sock) {
-        ERR_TRACE(HAL_TRACE_ERROR, "%s(%d):Open socket error\n", __func__, __LINE__);
+    nashal::FileDescriptor sock = interface_socket(__func__);
+    if (!sock)
         return -1;
-    }
     struct ethtool_cmd cmd = {};
     cmd.cmd = ETHTOOL_GSET;
     struct ifreq ifr = {};
