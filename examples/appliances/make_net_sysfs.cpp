@@ -41,6 +41,7 @@ void x86_8bay(const std::string &dir) {
     second.mac = "00:08:9b:c4:10:20";
     second.up = false;
     t.net_interface(lan1, "eth1", second);
+    t.net_interface("", "lo");
 
     // The adapter EEPROMs: each holds its MAC at byte 0 and a serial number at 3072.
     auto eeprom = [&](const char *adapter, const std::string &mac_bytes, const char *serial) {

@@ -149,6 +149,22 @@ TEST_F(NetBoard, MissingPortLeavesNoGapAndSlotCardsFollowTheInternalPorts) {
                                         "../../devices/pci0000:00/0000:00:01.0/0000:01:00.1"}));
 }
 
+// Behind a PCIe switch every function of a card is port 0 of its downstream port, so two
+// rows can name one place; two interfaces sent to one name would stop the renaming half-way,
+// leaving both under temporary names.
+TEST_F(NetBoard, TwoPortsAtOnePlaceNeverShareAName) {
+    auto root_port = t_.pci_bridge(kRoot, 0, 0, 0x01, 0, 1);
+    auto sw = t_.pcie_switch(root_port, 0, 1, 3);
+    t_.net_interface(t_.pci_function(sw.downstream[2], 0, 5, 0, 1, kPciClassEthernet), "eth0");
+    t_.net_interface(t_.pci_function(sw.downstream[2], 0, 5, 0, 0, kPciClassEthernet), "eth1");
+    const std::string row = "DEV_BUS = B00:D01:F0\nPCI_SWITCH_PORT = 2\nDEV_PORT = 0\n";
+    model_file(model("MAX_NET_PORT_NUM = 2\n", {row, row}));
+    activate();
+    ASSERT_EQ(net_sys_enumerate(), 2);
+    for (const auto &s : net_states())
+        EXPECT_TRUE(s.name == "eth0" || s.name == "eth1") << s.name << " left behind";
+}
+
 TEST_F(NetBoard, SwitchChipPortsAreToldApartByTheirPhyAndLeftAsTheyWere) {
     t_.net_interface("", "eth0", state(false, 5));
     t_.net_interface("", "eth1", state(true, 4));
