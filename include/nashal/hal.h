@@ -18,5 +18,7 @@
 #include <nashal/edid.h>
 #include <nashal/se_model.h>
 #include <nashal/se_bbu.h>
+#include <nashal/net_sys.h>
+#include <nashal/hal_prt.h>
 
 #endif /* NASHAL_HAL_H */
