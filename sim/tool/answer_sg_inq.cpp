@@ -11,6 +11,7 @@
 #include "../fs.h"
 #include "foundation/byte_order.h"
 #include "topology/ses_layout.h"
+#include "wire_bytes.h"
 #include "stand_in.h"
 
 namespace {
@@ -59,19 +60,8 @@ bool load(const std::string &node, InqDescription &d) {
 }
 
 using namespace nashal::topology;
-
-template <typename Record>
-std::string bytes_of(const Record &r) {
-    return std::string(reinterpret_cast<const char *>(&r), sizeof r);
-}
-
-// Copies text into a field, cut to it and padded with spaces, as SCSI ASCII fields are.
-template <size_t N>
-void put_text(char (&field)[N], const std::string &text) {
-    std::string out = text.substr(0, N);
-    out.resize(N, ' ');
-    memcpy(field, out.data(), N);
-}
+using nashal::sim::tool::bytes_of;
+using nashal::sim::tool::put_text;
 
 std::string vpd(int code, const std::string &body) {
     VpdHeader h{};

@@ -13,6 +13,7 @@
 #include "../fs.h"
 #include "foundation/byte_order.h"
 #include "topology/ses_layout.h"
+#include "wire_bytes.h"
 #include "stand_in.h"
 
 namespace {
@@ -80,20 +81,8 @@ void save(const std::string &node, const SesDescription &d) {
 }
 
 using namespace nashal::topology;
-
-// The bytes of a record, to append to a page.
-template <typename Record>
-std::string bytes_of(const Record &r) {
-    return std::string(reinterpret_cast<const char *>(&r), sizeof r);
-}
-
-// Copies text into a field, cut to it and padded with spaces, as SCSI ASCII fields are.
-template <size_t N>
-void put_text(char (&field)[N], const std::string &text) {
-    std::string out = text.substr(0, N);
-    out.resize(N, ' ');
-    memcpy(field, out.data(), N);
-}
+using nashal::sim::tool::bytes_of;
+using nashal::sim::tool::put_text;
 
 // The page header, its length counted once the page is whole.
 std::string finish_page(int code, unsigned generation, const std::string &body) {

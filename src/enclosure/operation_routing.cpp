@@ -55,24 +55,53 @@ bool is_usb(Kind kind) {
     return kind == Kind::UsbExpander || kind == Kind::UsbOther;
 }
 
+// Who serves an operation, by kind; a kind that isn't named has no such operation.
+struct Served {
+    Kind kind;
+    const char *what;
+};
+
+template <size_t N>
+const char *served_by(Kind kind, const Served (&rows)[N]) {
+    for (const Served &row : rows)
+        if (row.kind == kind)
+            return row.what;
+    return nullptr;
+}
+
+constexpr Served kSensors[] = {{Kind::Root, "root sensors"},
+                               {Kind::Sas, "SAS expander sensors"},
+                               {Kind::UsbExpander, "USB expander sensors"},
+                               {Kind::Thunderbolt, "Thunderbolt sensors"}};
+constexpr Served kFans[] = {{Kind::Root, "root fans"},
+                            {Kind::Sas, "SAS expander fans"},
+                            {Kind::UsbExpander, "USB expander fans"},
+                            {Kind::Thunderbolt, "Thunderbolt fans"}};
+constexpr Served kFanPwm[] = {{Kind::Root, "root fans"}, {Kind::Thunderbolt, "Thunderbolt fans"}};
+constexpr Served kStatusLed[] = {{Kind::Root, "root status LED"},
+                                 {Kind::UsbExpander, "USB expander status LED"},
+                                 {Kind::Thunderbolt, "Thunderbolt status LED"}};
+constexpr Served kLocateLed[] = {{Kind::Root, "root locate LED"},
+                                 {Kind::UsbExpander, "USB expander locate LED"},
+                                 {Kind::UsbOther, "USB expander locate LED"},
+                                 {Kind::Sas, "SAS expander locate LED"},
+                                 {Kind::Thunderbolt, "Thunderbolt locate LED"}};
+constexpr Served kBuzzer[] = {{Kind::Root, "root buzzer"},
+                              {Kind::UsbExpander, "USB expander buzzer"}};
+constexpr Served kSetBoardSn[] = {{Kind::Root, "board serial number"},
+                                  {Kind::UsbExpander, "USB expander serial number"}};
+constexpr Served kSasAddress[] = {{Kind::Root, "internal SAS address"},
+                                  {Kind::Sas, "SAS expander address"}};
+
 }  // namespace
 
 extern "C" int se_sys_get_temp(const char *id, int temp_index, double *temperature) {
     if (temperature)
         *temperature = 0;
     (void)temp_index;
-    switch (classify(id)) {
-        case Kind::Root:
-            return not_built_yet(__func__, id, "root sensors");
-        case Kind::Sas:
-            return not_built_yet(__func__, id, "SAS expander sensors");
-        case Kind::UsbExpander:
-            return not_built_yet(__func__, id, "USB expander sensors");
-        case Kind::Thunderbolt:
-            return not_built_yet(__func__, id, "Thunderbolt sensors");
-        default:
-            return NOT_IMPLEMENTED(id);
-    }
+    if (const char *what = served_by(classify(id), kSensors))
+        return not_built_yet(__func__, id, what);
+    return NOT_IMPLEMENTED(id);
 }
 
 extern "C" int se_sys_get_voltage(const char *id, int index) {
@@ -87,111 +116,59 @@ extern "C" int se_sys_get_fan_speed(const char *id, int fan_index, int *speed, i
     if (status)
         *status = 0;
     (void)fan_index;
-    switch (classify(id)) {
-        case Kind::Root:
-            return not_built_yet(__func__, id, "root fans");
-        case Kind::Sas:
-            return not_built_yet(__func__, id, "SAS expander fans");
-        case Kind::UsbExpander:
-            return not_built_yet(__func__, id, "USB expander fans");
-        case Kind::Thunderbolt:
-            return not_built_yet(__func__, id, "Thunderbolt fans");
-        default:
-            return NOT_IMPLEMENTED(id);
-    }
+    if (const char *what = served_by(classify(id), kFans))
+        return not_built_yet(__func__, id, what);
+    return NOT_IMPLEMENTED(id);
 }
 
 extern "C" int se_sys_set_fan_speed(const char *id, int fan_index, int level) {
     (void)fan_index;
     if (level >= 8)
         return -1;
-    switch (classify(id)) {
-        case Kind::Root:
-            return not_built_yet(__func__, id, "root fans");
-        case Kind::Sas:
-            return not_built_yet(__func__, id, "SAS expander fans");
-        case Kind::UsbExpander:
-            return not_built_yet(__func__, id, "USB expander fans");
-        case Kind::Thunderbolt:
-            return not_built_yet(__func__, id, "Thunderbolt fans");
-        default:
-            ERR_TRACE(HAL_TRACE_INFO, "%s(%d):NOT implement\n", __func__, __LINE__);
-            return -1;
-    }
+    if (const char *what = served_by(classify(id), kFans))
+        return not_built_yet(__func__, id, what);
+    ERR_TRACE(HAL_TRACE_INFO, "%s(%d):NOT implement\n", __func__, __LINE__);
+    return -1;
 }
 
 extern "C" int se_sys_set_fan_pwm(const char *id, int fan_index, int pwm) {
     (void)fan_index;
     (void)pwm;
-    switch (classify(id)) {
-        case Kind::Root:
-            return not_built_yet(__func__, id, "root fans");
-        case Kind::Thunderbolt:
-            return not_built_yet(__func__, id, "Thunderbolt fans");
-        default:
-            ERR_TRACE(HAL_TRACE_INFO, "%s(%d):NOT implement\n", __func__, __LINE__);
-            return -1;
-    }
+    if (const char *what = served_by(classify(id), kFanPwm))
+        return not_built_yet(__func__, id, what);
+    ERR_TRACE(HAL_TRACE_INFO, "%s(%d):NOT implement\n", __func__, __LINE__);
+    return -1;
 }
-
-namespace {
-
-// The status LED is set and blinked by the same kinds.
-int status_led(const char *who, const char *id) {
-    switch (classify(id)) {
-        case Kind::Root:
-            return not_built_yet(who, id, "root status LED");
-        case Kind::UsbExpander:
-            return not_built_yet(who, id, "USB expander status LED");
-        case Kind::Thunderbolt:
-            return not_built_yet(who, id, "Thunderbolt status LED");
-        default:
-            return not_implemented(who, __LINE__, id);
-    }
-}
-
-}  // namespace
 
 extern "C" int se_sys_set_status_led(const char *id, int colour, int enable) {
     (void)colour;
     (void)enable;
-    return status_led(__func__, id);
+    if (const char *what = served_by(classify(id), kStatusLed))
+        return not_built_yet(__func__, id, what);
+    return NOT_IMPLEMENTED(id);
 }
 
 extern "C" int se_sys_blink_status_led(const char *id, int colour, int enable) {
     (void)colour;
     (void)enable;
-    return status_led(__func__, id);
+    if (const char *what = served_by(classify(id), kStatusLed))
+        return not_built_yet(__func__, id, what);
+    return NOT_IMPLEMENTED(id);
 }
 
 extern "C" int se_sys_set_ident_led(const char *id, int enable) {
     (void)enable;
-    Kind kind = classify(id);
-    if (is_usb(kind))
-        return not_built_yet(__func__, id, "USB expander locate LED");
-    switch (kind) {
-        case Kind::Root:
-            return not_built_yet(__func__, id, "root locate LED");
-        case Kind::Sas:
-            return not_built_yet(__func__, id, "SAS expander locate LED");
-        case Kind::Thunderbolt:
-            return not_built_yet(__func__, id, "Thunderbolt locate LED");
-        default:
-            ERR_TRACE(HAL_TRACE_INFO, "%s(%d): NOT implement.\n", __func__, __LINE__);
-            return -1;
-    }
+    if (const char *what = served_by(classify(id), kLocateLed))
+        return not_built_yet(__func__, id, what);
+    ERR_TRACE(HAL_TRACE_INFO, "%s(%d): NOT implement.\n", __func__, __LINE__);
+    return -1;
 }
 
 extern "C" int se_sys_set_buzzer(const char *id, int mode) {
     (void)mode;
-    switch (classify(id)) {
-        case Kind::Root:
-            return not_built_yet(__func__, id, "root buzzer");
-        case Kind::UsbExpander:
-            return not_built_yet(__func__, id, "USB expander buzzer");
-        default:
-            return NOT_IMPLEMENTED(id);
-    }
+    if (const char *what = served_by(classify(id), kBuzzer))
+        return not_built_yet(__func__, id, what);
+    return NOT_IMPLEMENTED(id);
 }
 
 extern "C" int se_sys_set_7_segment_led(const char *id, int value) {
@@ -238,29 +215,27 @@ extern "C" int se_sys_get_board_sn(const char *id, char *buffer, int size) {
 
 extern "C" int se_sys_set_board_sn(const char *id, const char *serial) {
     (void)serial;
-    switch (classify(id)) {
-        case Kind::Root:
-            return not_built_yet(__func__, id, "board serial number");
-        case Kind::UsbExpander:
-            return not_built_yet(__func__, id, "USB expander serial number");
-        default:
-            return -1;
-    }
+    if (const char *what = served_by(classify(id), kSetBoardSn))
+        return not_built_yet(__func__, id, what);
+    return -1;
+}
+
+extern "C" int se_sys_get_sas_addr(const char *id, char *buffer, int size) {
+    (void)buffer;
+    (void)size;
+    if (const char *what = served_by(classify(id), kSasAddress))
+        return not_built_yet(__func__, id, what);
+    return NOT_IMPLEMENTED(id);
+}
+
+extern "C" int se_sys_set_sas_addr(const char *id, const char *address) {
+    (void)address;
+    if (const char *what = served_by(classify(id), kSasAddress))
+        return not_built_yet(__func__, id, what);
+    return NOT_IMPLEMENTED(id);
 }
 
 namespace {
-
-// The SAS address is read and written by the same kinds.
-int sas_address(const char *who, const char *id) {
-    switch (classify(id)) {
-        case Kind::Root:
-            return not_built_yet(who, id, "internal SAS address");
-        case Kind::Sas:
-            return not_built_yet(who, id, "SAS expander address");
-        default:
-            return not_implemented(who, __LINE__, id);
-    }
-}
 
 // Operations that only a SAS expander has; anything else gets `other`.
 int sas_only(const char *who, const char *id, const char *what, int other) {
@@ -270,17 +245,6 @@ int sas_only(const char *who, const char *id, const char *what, int other) {
 }
 
 }  // namespace
-
-extern "C" int se_sys_get_sas_addr(const char *id, char *buffer, int size) {
-    (void)buffer;
-    (void)size;
-    return sas_address(__func__, id);
-}
-
-extern "C" int se_sys_set_sas_addr(const char *id, const char *address) {
-    (void)address;
-    return sas_address(__func__, id);
-}
 
 extern "C" int se_sys_get_nickname(const char *id, char *buffer, int size) {
     (void)buffer;
