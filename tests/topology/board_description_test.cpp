@@ -1,7 +1,9 @@
-// The one table of the main unit's enclosures and the slot matchers every lookup shares: which
-// keys a slot section must have, their defaults, and where the PCI domain takes part.
+// The board's description as every subsystem reads it: the one model-file rule, the one table
+// of the main unit's enclosures, and the slot matchers every lookup shares (which keys a slot
+// section must have, their defaults, and where the PCI domain takes part).
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -10,6 +12,7 @@
 #include "sim/appliance.h"
 #include "sim/fs.h"
 #include "topology/main_unit_kinds.h"
+#include "topology/model_file.h"
 #include "topology/slot_match.h"
 
 using namespace nashal::sim;
@@ -41,7 +44,8 @@ constexpr const char *kModel =
     "[Usb Port 2]\nDEV_BUS = B00:D20:F0\nDEV_PORT_SS = 5\nDEV_PORT_NS = 6\n"
     "[Usb Port 3]\nMULTI_DEVICE = 2\n"
     "[Usb Port 3-2]\nDEV_BUS = B00:D20:F0\nDEV_PORT = 7\n"
-    "[Usb Port 4]\nMULTI_DEVICE = -1\nDEV_BUS = B00:D20:F0\nDEV_PORT = 8\n";
+    "[Usb Port 4]\nMULTI_DEVICE = -1\nDEV_BUS = B00:D20:F0\nDEV_PORT = 8\n"
+    "[Keys]\nTEXT = abc\nEMPTY =\nHEX = 1f\nWORD = twelve\nLONG = 0123456789abcdef\n";
 
 class SlotMatch : public ::testing::Test {
   protected:
@@ -53,6 +57,32 @@ class SlotMatch : public ::testing::Test {
 };
 
 }  // namespace
+
+TEST_F(SlotMatch, ModelKeysThatAreMissingEmptyOrUnreadableAreAbsent) {
+    char text[8] = "x";
+    EXPECT_TRUE(model_text("Keys", "TEXT", text));
+    EXPECT_STREQ(text, "abc");
+    for (const char *key : {"EMPTY", "NONE"}) {
+        std::strcpy(text, "x");
+        EXPECT_FALSE(model_text("Keys", key, text)) << key;
+        EXPECT_STREQ(text, "") << key;
+    }
+    char small[5];
+    EXPECT_TRUE(model_text("Keys", "LONG", small)) << "a long value is cut, not refused";
+    EXPECT_STREQ(small, "0123");
+
+    int32_t value = 7;
+    EXPECT_TRUE(model_int("Keys", "HEX", &value, INI_CONF_HEX));
+    EXPECT_EQ(value, 0x1f);
+    for (const char *key : {"EMPTY", "WORD", "NONE"}) {
+        value = 7;
+        EXPECT_FALSE(model_int("Keys", key, &value)) << key;
+        EXPECT_EQ(value, 7) << key << ": the caller's default stays";
+        EXPECT_EQ(model_int_or("Keys", key, -1), -1) << key;
+    }
+    EXPECT_FALSE(model_int("Keys", "HEX", &value, INI_CONF_DEC, kModelExtConf))
+        << "the extension file is another file";
+}
 
 TEST_F(SlotMatch, BaysNeedBusAndPortAndCompareTheDomainOnlyWhenAsked) {
     struct Case {
