@@ -8,6 +8,7 @@
 
 #include "halctl.h"
 #include "sim/appliance.h"
+#include "topology/model_file.h"
 
 namespace halctl {
 namespace {
@@ -40,7 +41,7 @@ void print_usage(FILE *to) {
 // answers nothing.
 bool holds_appliance(const std::string &dir) {
     struct stat st;
-    return ::stat((dir + "/etc/model.conf").c_str(), &st) == 0 && S_ISREG(st.st_mode);
+    return ::stat((dir + nashal::topology::kModelConf).c_str(), &st) == 0 && S_ISREG(st.st_mode);
 }
 
 }  // namespace
