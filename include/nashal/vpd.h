@@ -18,6 +18,11 @@ extern "C" {
 #define VPD_MB_ROM_SIZE 216
 #define VPD_BP_ROM_SIZE 224
 
+/* The ids of the board part numbers whose product codes, PCB and BOM versions choose the model
+ * file: the mainboard's and the backplane's. */
+#define VPD_MB_IDENTITY_FIELD "0:4"
+#define VPD_BP_IDENTITY_FIELD "1:7"
+
 /* The whole ROM from offset 0; the result of the ROM read, -1 for a null buffer or a length
  * below 1. */
 int VPD_Full_Read(uint8_t *buffer, int length, int rom);

@@ -13,7 +13,6 @@
 #include "drivers/pending_drivers.h"
 #include "foundation/raii.h"
 #include "foundation/text.h"
-#include "identity/vpd_layout.h"
 #include "nashal/hal_trace.h"
 #include "nashal/ini_conf.h"
 #include "nashal/se_model.h"
@@ -229,7 +228,7 @@ extern "C" int root_get_vpd_model_filename_by_pattern(char *path, int size, cons
 
 extern "C" int root_get_vpd_model_filename(char *path, int size, int format) {
     char field[32] = {};
-    if (VPD_Get_Field_By_Id(nashal::identity::kMbIdentityField, field, sizeof field) < 0)
+    if (VPD_Get_Field_By_Id(VPD_MB_IDENTITY_FIELD, field, sizeof field) < 0)
         return -1;
     BoardCodes mb = board_codes(field);
     if (!mb.bom_legal) {
@@ -241,7 +240,7 @@ extern "C" int root_get_vpd_model_filename(char *path, int size, int format) {
         return -1;
     }
     char bp_field[32] = {};
-    VPD_Get_Field_By_Id(nashal::identity::kBpIdentityField, bp_field, sizeof bp_field);
+    VPD_Get_Field_By_Id(VPD_BP_IDENTITY_FIELD, bp_field, sizeof bp_field);
     BoardCodes bp = board_codes(bp_field);
     if (!bp.bom_legal) {
         ERR_TRACE(HAL_TRACE_WARN, "%s(%d):BP BOM code is illegal.\n", __func__, __LINE__);

@@ -13,6 +13,8 @@
 #include <cstdint>
 #include <iterator>
 
+#include "nashal/vpd.h"
+
 namespace nashal::identity {
 
 constexpr size_t kMbRomSize = 216;
@@ -173,8 +175,8 @@ constexpr uint32_t kVpdFields[2 * kVpdFieldsPerRow] = {
 // clang-format on
 
 // The ids of the product codes that choose the model file.
-constexpr const char *kMbIdentityField = "0:4";
-constexpr const char *kBpIdentityField = "1:7";
+constexpr const char *kMbIdentityField = VPD_MB_IDENTITY_FIELD;
+constexpr const char *kBpIdentityField = VPD_BP_IDENTITY_FIELD;
 
 }  // namespace nashal::identity
 
