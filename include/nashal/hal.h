@@ -13,5 +13,7 @@
 #include <nashal/comm_ses.h>
 #include <nashal/comm_port.h>
 #include <nashal/pd_sys.h>
+#include <nashal/pic_sys.h>
+#include <nashal/mcu_sys.h>
 
 #endif /* NASHAL_HAL_H */
