@@ -50,7 +50,8 @@ constexpr int kStartRounds = 30;
 
 // What the monitor last wrote, per process: only changes reach the files.
 struct Remembered {
-    int temp = -1000;
+    int temp_written = -1000;  // what the file holds
+    int temp_reading = -1000;  // the last reading, written or not
     int fan_err[2] = {-1000, -1000};
     int pwr_err[2] = {-1000, -1000};
     int fan_speed[2] = {-1000, -1000};
@@ -109,13 +110,15 @@ void power_button(const LinkKind &kind, int fd, const char *who) {
         return;
     // The MCU's button bounces: within 2 seconds of the last press that ran the event, a press
     // runs nothing.
-    static bool pressed_before = false;
-    static time_t last_press = 0;
-    const time_t now = os_time(nullptr);
-    if (kind.mcu && pressed_before && now - last_press < 2)
-        return;
-    pressed_before = true;
-    last_press = now;
+    if (kind.mcu) {
+        static bool pressed_before = false;
+        static time_t last_press = 0;
+        const time_t now = os_time(nullptr);
+        if (pressed_before && now - last_press < 2)
+            return;
+        pressed_before = true;
+        last_press = now;
+    }
     if (hal_build_command(who, command, sizeof command, "%s --se_pwb", "/sbin/hal_event") > 0)
         (void)!system(command);
 }
@@ -390,15 +393,17 @@ void write_sys_temp(const LinkKind &kind, const char *id, int degrees, bool forc
             ERR_TRACE(HAL_TRACE_ERROR, "%s(%d):can't create directory %s!\n", __func__, __LINE__,
                       PIC_EM_DIR);
     } else {
-        if (degrees == r.temp)
+        if (degrees == r.temp_written)
             return;
-        // A single wild reading never reaches the file; a real jump does, at the next reading.
-        if (!kind.mcu && std::abs(degrees - r.temp) > 3) {
-            r.temp = degrees;
+        // A reading far from the last one is only remembered: a single wild reading never
+        // reaches the file, and a real jump reaches it at the next reading.
+        const bool wild = !kind.mcu && std::abs(degrees - r.temp_reading) > 3;
+        r.temp_reading = degrees;
+        if (wild)
             return;
-        }
     }
-    r.temp = degrees;
+    r.temp_reading = degrees;
+    r.temp_written = degrees;
     write_value(id, "sys_temp", degrees);
 }
 
