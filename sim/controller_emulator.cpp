@@ -1,10 +1,13 @@
 #include "sim/controller_emulator.h"
 
 #include <chrono>
+#include <cstdlib>
 #include <cstring>
+#include <sstream>
 
 #include "controllers/controller_frames.h"
 #include "nashal/mcu_sys.h"
+#include "sim/fs.h"
 
 namespace nashal::sim {
 
@@ -174,6 +177,8 @@ Bytes ControllerEmulator::take_byte(uint8_t b) {
         return {0x55};
     for (int i = 0; i < length; ++i)
         eeprom_[(offset + i) & 0xFF] = data[i];
+    if (!eeprom_file_.empty())
+        write_file(eeprom_file_, std::string(eeprom_.begin(), eeprom_.end()));
     return {cf::kAck};
 }
 
@@ -258,6 +263,79 @@ void ControllerEmulator::set_eeprom_checksum_wrong(bool wrong) {
 void ControllerEmulator::set_eeprom_answer_cut(int data_bytes) {
     std::lock_guard<std::mutex> lock(mutex_);
     answer_cut_ = data_bytes;
+}
+
+void ControllerEmulator::keep_eeprom_in(const std::string &path) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    eeprom_file_ = path;
+    std::string bytes = read_file(path);
+    for (size_t i = 0; i < bytes.size() && i < eeprom_.size(); ++i)
+        eeprom_[i] = static_cast<uint8_t>(bytes[i]);
+}
+
+namespace {
+std::unique_ptr<ControllerEmulator> &described() {
+    static std::unique_ptr<ControllerEmulator> emulator;
+    return emulator;
+}
+}  // namespace
+
+ControllerEmulator *attach_described_controller() {
+    if (!exists("/sim/controller.conf"))
+        return nullptr;
+    ControllerKind kind = ControllerKind::Pic;
+    int link = 1;
+    std::vector<std::string> lines;
+    std::istringstream in(read_file("/sim/controller.conf"));
+    for (std::string line; std::getline(in, line);) {
+        line = line.substr(0, line.find('#'));
+        std::istringstream words(line);
+        std::string key, value;
+        if (!(words >> key >> value))
+            continue;
+        if (key == "kind")
+            kind = value == "mcu" ? ControllerKind::Mcu : ControllerKind::Pic;
+        else if (key == "link")
+            link = std::atoi(value.c_str());
+        else
+            lines.push_back(line);
+    }
+    auto emu = ControllerEmulator::attach(kind, link);
+    if (!emu)
+        return nullptr;
+    const std::string image = "/sim/controller-eeprom.bin";
+    const bool fresh = !exists(image);
+    for (const std::string &line : lines) {
+        std::istringstream words(line);
+        std::string key, a, b;
+        words >> key >> a >> b;
+        if (key == "temperature") {
+            emu->set_temperature(std::atoi(a.c_str()));
+        } else if (key == "fan") {
+            emu->set_fan_value(std::atoi(a.c_str()), static_cast<uint8_t>(std::atoi(b.c_str())));
+        } else if (key == "serial" && fresh) {
+            emu->set_serial(a);
+        } else if (key == "mac" && fresh) {
+            const int index = std::atoi(a.c_str());
+            const int place = kind == ControllerKind::Mcu
+                                  ? index * cf::kMcuMacStride + cf::kMcuMacBase
+                                  : index * cf::kPicMacStride + cf::kPicMacBase;
+            Bytes text(b.begin(), b.end());
+            text.push_back(0);
+            emu->set_eeprom(place, text);
+        }
+    }
+    if (fresh) {
+        Bytes bytes = emu->eeprom();
+        write_file(image, std::string(bytes.begin(), bytes.end()));
+    }
+    emu->keep_eeprom_in(image);
+    described() = std::move(emu);
+    return described().get();
+}
+
+void detach_described_controller() {
+    described().reset();
 }
 
 }  // namespace nashal::sim

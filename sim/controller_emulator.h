@@ -60,6 +60,9 @@ class ControllerEmulator {
     void set_eeprom_checksum_wrong(bool wrong);
     void set_eeprom_answer_cut(int data_bytes);
 
+    // Keeps the EEPROM image in a file: loaded now when it exists, written at every change.
+    void keep_eeprom_in(const std::string &path);
+
     SerialPeer &peer() { return *peer_; }
 
   private:
@@ -88,11 +91,18 @@ class ControllerEmulator {
     int answer_cut_ = -1;
     int64_t quiet_until_us_ = 0;
     int64_t last_byte_us_ = 0;
+    std::string eeprom_file_;
     std::mutex stop_mutex_;
     std::condition_variable stop_cv_;
     bool stopping_ = false;
     std::thread heartbeat_;
 };
+
+// The controller a board describes in /sim/controller.conf (docs/virtual-appliance.md), started
+// in the activating process; null when the board describes none. It serves the monitors forked
+// from this process for as long as the appliance stays active.
+ControllerEmulator *attach_described_controller();
+void detach_described_controller();
 
 }  // namespace nashal::sim
 

@@ -88,7 +88,16 @@ bool is_our_monitor(pid_t pid, const char *id) {
         std::snprintf(expected, sizeof expected, "usb_%s", id);
     expected[15] = '\0';
     const size_t len = static_cast<size_t>(close_paren - open_paren - 1);
-    return len == std::strlen(expected) && std::strncmp(open_paren + 1, expected, len) == 0;
+    if (len != std::strlen(expected) || std::strncmp(open_paren + 1, expected, len) != 0)
+        return false;
+    // A monitor of another IPC namespace (a container, another virtual appliance) can't read
+    // our queue: it is not ours. Where the namespace can't be read, the name decides.
+    char ns_path[HAL_NAME_LEN], theirs[64] = {}, ours[64] = {};
+    std::snprintf(ns_path, sizeof ns_path, "/proc/%d/ns/ipc", static_cast<int>(pid));
+    if (::readlink(ns_path, theirs, sizeof theirs - 1) <= 0 ||
+        ::readlink("/proc/self/ns/ipc", ours, sizeof ours - 1) <= 0)
+        return true;
+    return std::strcmp(theirs, ours) == 0;
 }
 
 }  // namespace

@@ -201,6 +201,17 @@ bool create_daemon_link(const Monitor &m) {
     return ::symlink(target, link) == 0;
 }
 
+// The link goes with its monitor, unless a newer monitor has already put its own in its place
+// (this one was taken for dead): that one's link stays.
+void remove_own_link(const Monitor &m) {
+    char link[HAL_NAME_LEN], target[32] = {};
+    if (!em_path(link, m.id, m.kind.link_suffix) || ::readlink(link, target, sizeof target - 1) < 0)
+        return;
+    const char *slash = std::strrchr(target, '/');
+    if (std::atoi(slash ? slash + 1 : target) == static_cast<int>(getpid()))
+        ::unlink(link);
+}
+
 void poll_fans(const Monitor &m) {
     const uint8_t commands[2] = {kFan1Speed, kFan2Speed};
     for (int fan = 1; fan <= 2; ++fan) {
@@ -297,9 +308,7 @@ void poll_power(const Monitor &m) {
     }
     msgctl(m.queue, IPC_RMID, nullptr);
     ::close(m.fd);
-    char link[HAL_NAME_LEN];
-    if (em_path(link, m.id, m.kind.link_suffix))
-        ::unlink(link);
+    remove_own_link(m);
     _exit(1);
 }
 
@@ -477,8 +486,17 @@ int start_monitor(const LinkKind &kind, const char *who, const char *enc_sys_id,
         }
         return 0;
     }
-    // The monitor: detached from the caller's session, deaf to every signal it can block.
+    // The monitor: detached from the caller's session, deaf to every signal it can block, and
+    // holding none of the caller's terminal or pipes open (a caller reading a command's output
+    // to its end must not wait for the monitor).
     ::close(rendezvous.pipe_fds[0]);
+    const int null_fd = ::open("/dev/null", O_RDWR);
+    if (null_fd >= 0) {
+        for (int fd = 0; fd <= 2; ++fd)
+            ::dup2(null_fd, fd);
+        if (null_fd > 2)
+            ::close(null_fd);
+    }
     (void)!chdir("/");
     umask(022);
     setsid();
