@@ -21,8 +21,6 @@ namespace {
 // is waited for at most a second, and a controller that keeps sending something else is given
 // up after this many bytes rather than listened to for ever.
 constexpr int kUncountedAckBytes = 256;
-// The EEPROM read's acknowledge waits give up after 11 bytes.
-constexpr int kReadAckBytes = 11;
 
 struct BeepStep {
     int byte;
@@ -88,12 +86,10 @@ int eeprom_write(int fd, int offset, int length, const unsigned char *data, cons
         return fail(who, __LINE__, -1, static_cast<uint8_t>(length));
     int rc = 0;
     uint8_t got = 0;
-    const uint8_t attention = kAttention;
-    if (!write_line(fd, &attention, 1) || !wait_ack(fd, kUncountedAckBytes, who, &rc, &got))
-        return fail(who, __LINE__, rc, got);
     const uint8_t header[3] = {kEepromWrite, static_cast<uint8_t>(offset),
                                static_cast<uint8_t>(length)};
-    if (!write_line(fd, header, sizeof header) || !wait_ack(fd, 1, who, &rc, &got))
+    // After the header exactly one byte is read, and it must be the acknowledge.
+    if (!open_transaction(fd, header, sizeof header, kUncountedAckBytes, 1, who, &rc, &got))
         return fail(who, __LINE__, rc, got);
     uint8_t frame[kEepromDataMax + 1];
     std::memcpy(frame, data, static_cast<size_t>(length));
@@ -118,12 +114,9 @@ int eeprom_read(int fd, const char *id, int offset, int length, const char *who)
     std::vector<uint8_t> data(static_cast<size_t>(length) + 1, 0);
     int rc = 0;
     uint8_t got = 0;
-    const uint8_t attention = kAttention;
-    if (!write_line(fd, &attention, 1) || !wait_ack(fd, kReadAckBytes, who, &rc, &got))
-        return fail(who, __LINE__, rc, got);
     const uint8_t header[3] = {kEepromRead, static_cast<uint8_t>(offset),
                                static_cast<uint8_t>(length)};
-    if (!write_line(fd, header, sizeof header) || !wait_ack(fd, kReadAckBytes, who, &rc, &got))
+    if (!open_transaction(fd, header, sizeof header, kReadAckBytes, kReadAckBytes, who, &rc, &got))
         return fail(who, __LINE__, rc, got);
     for (size_t i = 0; i < data.size(); ++i) {
         rc = wait_byte(fd, PIC_WAIT_MS, &data[i], who);
@@ -143,10 +136,8 @@ int fan_speed_read(const LinkKind &kind, int fd, int command, unsigned char *buf
                    const char *who) {
     int rc = 0;
     uint8_t got = 0;
-    const uint8_t attention = kAttention;
     const uint8_t fan = static_cast<uint8_t>(command);
-    if (!write_line(fd, &attention, 1) || !wait_ack(fd, kUncountedAckBytes, who, &rc, &got) ||
-        !write_line(fd, &fan, 1) || !wait_ack(fd, kUncountedAckBytes, who, &rc, &got))
+    if (!open_transaction(fd, &fan, 1, kUncountedAckBytes, kUncountedAckBytes, who, &rc, &got))
         return fail(who, __LINE__, rc, got);
     if (kind.mcu) {
         uint8_t frame[kMcuFanFrame] = {};

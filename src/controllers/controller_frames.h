@@ -31,6 +31,7 @@ constexpr uint8_t kEepromRead = 0xA1;   // offset, length, answer ack; then data
 constexpr uint8_t kFan1Speed = 0xF7;    // answer ack; then the value twice (PIC) or A, B, A+B (MCU)
 constexpr uint8_t kFan2Speed = 0xF8;
 constexpr size_t kEepromDataMax = 64;
+constexpr int kReadAckBytes = 11;   // an EEPROM read's acknowledge waits give up after 11 bytes
 constexpr int kFanRpmUnit = 60;     // a fan value counts 60 rpm
 constexpr size_t kMcuFanFrame = 3;  // speed A, speed B, (A + B) mod 256
 

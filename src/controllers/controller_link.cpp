@@ -223,6 +223,15 @@ bool write_line(int fd, const uint8_t *bytes, size_t length) {
     return true;
 }
 
+bool open_transaction(int fd, const uint8_t *header, size_t header_length, int attention_ack_bytes,
+                      int header_ack_bytes, const char *who, int *rc, uint8_t *got) {
+    *rc = -1;
+    *got = 0xFF;
+    const uint8_t attention = kAttention;
+    return write_line(fd, &attention, 1) && wait_ack(fd, attention_ack_bytes, who, rc, got) &&
+           write_line(fd, header, header_length) && wait_ack(fd, header_ack_bytes, who, rc, got);
+}
+
 int acquire_link_lock(int key, int *sem_id, const char *who) {
     bool creator = true;
     int id = semget(key, 1, IPC_CREAT | IPC_EXCL | 0666);
@@ -284,6 +293,13 @@ int monitor_queue(const LinkKind &kind, const char *who, const char *id) {
     return queue;
 }
 
+PIC_REQUEST request_of(int command) {
+    PIC_REQUEST request = {};
+    request.mtype = kRequestType;
+    request.command = command;
+    return request;
+}
+
 // Without waiting: a monitor killed with signal 9 leaves its queue behind, and once that is
 // full a waiting send would hang the client for good.
 int post(int queue, const PIC_REQUEST &request, const char *who) {
@@ -303,10 +319,7 @@ int send_request(const LinkKind &kind, const char *who, const char *id, int comm
     int queue = monitor_queue(kind, who, id);
     if (queue < 0)
         return -1;
-    PIC_REQUEST request = {};
-    request.mtype = kRequestType;
-    request.command = command;
-    return post(queue, request, who);
+    return post(queue, request_of(command), who);
 }
 
 int access_eeprom(const LinkKind &kind, const char *who, const char *id, int write, int offset,
@@ -324,20 +337,17 @@ int access_eeprom(const LinkKind &kind, const char *who, const char *id, int wri
     int queue = monitor_queue(kind, who, id);
     if (queue < 0)
         return -1;
-    PIC_REQUEST request = {};
-    request.mtype = kRequestType;
+    PIC_REQUEST request = request_of(write ? kEepromWrite : kEepromRead);
     request.offset = offset;
     request.length = length;
     FileDescriptor fifo;
     if (write) {
-        request.command = kEepromWrite;
         if (static_cast<size_t>(length) > kEepromDataMax) {
             ERR_TRACE(HAL_TRACE_ERROR, "%s(%d): System Error\n", who, __LINE__);
             return -1;
         }
         std::memcpy(request.data, buffer, static_cast<size_t>(length));
     } else {
-        request.command = kEepromRead;
         char path[HAL_NAME_LEN];
         if (!em_path(path, id, "fifo") || !make_em_dir())
             return -1;
@@ -462,12 +472,10 @@ int direct_eeprom_read(const LinkKind &kind, const char *who, int offset, int le
         return -1;
     int rc = 0;
     uint8_t got_byte = 0;
-    const uint8_t attention = kAttention;
     const uint8_t header[3] = {kEepromRead, static_cast<uint8_t>(offset),
                                static_cast<uint8_t>(length)};
-    if (!write_line(fd.get(), &attention, 1) || !wait_ack(fd.get(), 11, who, &rc, &got_byte) ||
-        !write_line(fd.get(), header, sizeof header) ||
-        !wait_ack(fd.get(), 11, who, &rc, &got_byte)) {
+    if (!open_transaction(fd.get(), header, sizeof header, kReadAckBytes, kReadAckBytes, who, &rc,
+                          &got_byte)) {
         ERR_TRACE(HAL_TRACE_ERROR, "%s(%d): System Error, ret = %d, data = 0x%x\n", who, __LINE__,
                   rc, got_byte);
         return -1;

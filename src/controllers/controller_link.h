@@ -55,6 +55,11 @@ int wait_bytes(int fd, int timeout_ms, uint8_t *buffer, int length, const char *
 bool wait_ack(int fd, int max_bytes, const char *who, int *rc, uint8_t *got);
 // Writes all bytes; false on a failed write.
 bool write_line(int fd, const uint8_t *bytes, size_t length);
+// Opens a transaction: the attention byte and its acknowledge (looked for over at most
+// attention_ack_bytes bytes), then the header and its acknowledge (header_ack_bytes). False
+// with the failed wait's result in *rc and the last byte in *got.
+bool open_transaction(int fd, const uint8_t *header, size_t header_length, int attention_ack_bytes,
+                      int header_ack_bytes, const char *who, int *rc, uint8_t *got);
 
 // The client side.
 int send_request(const LinkKind &kind, const char *who, const char *id, int command);
