@@ -9,7 +9,6 @@
 #define NASHAL_PIC_SYS_H
 
 #include <stdint.h>
-#include <sys/types.h>
 
 #include <nashal/hal_types.h>
 
@@ -34,9 +33,10 @@ typedef struct PIC_REQUEST {
     uint8_t data[64];
 } PIC_REQUEST;
 
-/* The queue key of an id: digits count 4 bits, lower-case letters 8 (letter - 'a'), other
- * characters are skipped; a width of 9 nibbles or more is -1. "root" is 0x110E0E13. */
-int create_msgkey(const char *pic_id, key_t *key);
+/* The queue key (a System V key_t) of an id: digits count 4 bits, lower-case letters 8
+ * (letter - 'a'), other characters are skipped; a width of 9 nibbles or more is -1. "root" is
+ * 0x110E0E13. */
+int create_msgkey(const char *pic_id, int32_t *key);
 
 /* 0 when a monitor runs or was started, -1 on failure. no_fan_poll: 0 polls the fan speeds. */
 int pic_sys_start_monitor(const char *enc_sys_id, int no_fan_poll);

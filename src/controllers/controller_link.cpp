@@ -20,15 +20,17 @@
 #include "foundation/raii.h"
 #include "foundation/text.h"
 #include "nashal/hal_trace.h"
+#include "nashal/mcu_sys.h"
 #include "nashal/se_sys.h"
 #include "os/os_seam.h"
 
 namespace nashal::controllers {
 
 const LinkKind kPicLink = {
-    false, "PIC", "pic", PIC_LOCK_KEY, B19200 | CS8 | CREAD | CLOCAL, "PIC_DEV", kPicSerialOffset};
+    false, "PIC", "pic", PIC_LOCK_KEY, B19200 | CS8 | CREAD | CLOCAL, kPicSerialOffset};
 const LinkKind kMcuLink = {
-    true, "MCU", "mcu", 0xBDA51, B115200 | CS8 | CREAD | CLOCAL, "MCU_DEV", kMcuSerialOffset};
+    true, "MCU", "mcu", MCU_LOCK_KEY, B115200 | CS8 | CREAD | CLOCAL, kMcuSerialOffset};
+static_assert(sizeof(key_t) == sizeof(int32_t), "a queue key is 32 bits");
 static_assert((B19200 | CS8 | CREAD | CLOCAL) == 0x8BE, "PIC line flags");
 static_assert((B115200 | CS8 | CREAD | CLOCAL) == 0x18B2, "MCU line flags");
 
@@ -511,7 +513,7 @@ using namespace nashal::controllers;
 
 // Digits count one nibble, lower-case letters a byte; a key wider than 8 nibbles would not fit
 // the 32-bit key, so it fails.
-extern "C" int create_msgkey(const char *pic_id, key_t *key) {
+extern "C" int create_msgkey(const char *pic_id, int32_t *key) {
     if (!pic_id || !key)
         return -1;
     uint32_t value = 0;
@@ -527,6 +529,6 @@ extern "C" int create_msgkey(const char *pic_id, key_t *key) {
         if (width >= 9)
             return -1;
     }
-    *key = static_cast<key_t>(value);
+    *key = static_cast<int32_t>(value);
     return 0;
 }

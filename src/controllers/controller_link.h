@@ -22,7 +22,6 @@ struct LinkKind {
     const char *link_suffix;  // sign-of-life link "/tmp/em/em_%s.<suffix>"
     int lock_key;             // client EEPROM semaphore
     tcflag_t cflag;           // speed and framing of the line
-    const char *devname_key;  // model key of the main unit's device, for the messages
     int serial_offset;        // EEPROM place of the "SN:" record
 };
 
@@ -46,8 +45,8 @@ int open_line(const LinkKind &kind, const char *device, const char *who);
 // One byte within timeout_ms (0xFF in *out until then): 0, -1 on timeout, or a failed read's
 // result.
 int wait_byte(int fd, int timeout_ms, uint8_t *out, const char *who);
-// Reads up to `length` bytes in one read once input is there: 0 when all came, else the read's
-// result (0 after the whole timeout).
+// Reads up to `length` bytes in one read once input is there: 0 when all came, -1 after the
+// whole timeout, else the read's result (a short read is positive).
 int wait_bytes(int fd, int timeout_ms, uint8_t *buffer, int length, const char *who);
 // Waits for the acknowledge byte, throwing other bytes away, over at most max_bytes bytes.
 // True on the acknowledge; false with *got holding the last byte (or the failed wait's result

@@ -276,7 +276,7 @@ TEST_F(ControllerFrames, EepromWriteSendsDataWithItsSumAndNeedsEachAcknowledge) 
     EXPECT_EQ(wire(), std::vector<uint8_t>{});
 }
 
-TEST_F(ControllerFrames, SerialAndMacTextsAreShapedAsTheEepromKeepsThem) {
+TEST_F(ControllerFrames, WithoutAMonitorOrdersFailAndLeaveNoQueue) {
     // No monitor: the EEPROM calls fail, and no queue is left behind by their probe.
     char sn[33] = {};
     EXPECT_EQ(pic_sys_get_sn("root", sn, sizeof sn), -1);
