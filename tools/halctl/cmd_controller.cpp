@@ -1,6 +1,7 @@
 // controller, controller-events: the PIC or MCU of an enclosure as its monitor sees it. The
 // monitor is started as attach starts it when none runs; what it last published under /tmp/em
 // and what the controller's EEPROM holds are shown, or followed as they change.
+#include <signal.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -69,6 +70,12 @@ long long monitor_pid(const Controller &c) {
         return -1;
     const char *slash = strrchr(target, '/');
     return atoll(slash ? slash + 1 : target);
+}
+
+// Set by Ctrl-C: the follow loop ends and halctl leaves the appliance as after any command.
+volatile sig_atomic_t interrupted = 0;
+void on_interrupt(int) {
+    interrupted = 1;
 }
 
 Output::Field reading(const std::string &key, int rc, long long value) {
@@ -145,7 +152,11 @@ HALCTL_COMMAND(cmd_controller_events, "controller-events", "ENC_ID [--changes N]
                                          "pwr2_err", "fan1_speed", "fan2_speed"};
     std::map<std::string, std::string> seen;
     long long told = 0;
-    for (;;) {
+    struct sigaction action = {};
+    action.sa_handler = on_interrupt;
+    sigaction(SIGINT, &action, nullptr);
+    sigaction(SIGTERM, &action, nullptr);
+    while (!interrupted) {
         for (const char *name : kFiles) {
             FILE *f = fopen(em_file(c, name).c_str(), "r");
             if (!f)
@@ -157,11 +168,16 @@ HALCTL_COMMAND(cmd_controller_events, "controller-events", "ENC_ID [--changes N]
             if (n == 0 || seen[name] == text)
                 continue;
             seen[name] = text;
-            ctx.out.record({Output::text("file", name), Output::number("value", atoll(text))});
+            // One line per change: a JSON object each, or "file value" for people.
+            if (ctx.out.json())
+                ctx.out.record({Output::text("file", name), Output::number("value", atoll(text))});
+            else
+                printf("%-10s %lld\n", name, atoll(text));
             fflush(stdout);
             if (limit > 0 && ++told >= limit)
                 return halctl::kOk;
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(200));
     }
+    return halctl::kOk;
 }
