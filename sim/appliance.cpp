@@ -15,6 +15,7 @@
 #include "clock.h"
 #include "cmos_model.h"
 #include "controller_emulator.h"
+#include "net_model.h"
 #include "devices.h"
 #include "fs.h"
 
@@ -372,6 +373,7 @@ bool Appliance::activate() {
     // The chips the board describes answer from the start, as on a box that was switched on.
     attach_described_cmos();
     attach_described_controller();
+    attach_network();
     active_ = true;
     return true;
 }

@@ -15,5 +15,7 @@
 #include <nashal/pd_sys.h>
 #include <nashal/pic_sys.h>
 #include <nashal/mcu_sys.h>
+#include <nashal/net_sys.h>
+#include <nashal/hal_prt.h>
 
 #endif /* NASHAL_HAL_H */
