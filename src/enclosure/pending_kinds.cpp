@@ -5,10 +5,10 @@
 #include <cstring>
 #include <initializer_list>
 
-#include "enclosure/model_file.h"
 #include "nashal/hal_trace.h"
 #include "nashal/mcu_sys.h"
 #include "nashal/pic_sys.h"
+#include "topology/model_file.h"
 
 namespace nashal::enclosure {
 int not_built_yet(const char *who, const char *enc_sys_id, const char *branch) {
@@ -53,8 +53,8 @@ extern "C" int thunderbolt_expander_getinfo(const char *enc_sys_id, ENC_INFO *) 
 extern "C" int root_get_board_sn(char *buffer, int size) {
     char method[HAL_ID_LEN] = {};
     if (!buffer || size <= 0 ||
-        nashal::enclosure::model_text(nashal::enclosure::kSystemEnclosure, "BOARD_SN_DEVICE",
-                                      method, sizeof method) <= 0)
+        !nashal::topology::model_text(nashal::topology::kSystemEnclosure, "BOARD_SN_DEVICE",
+                                      method))
         return -1;
     if (strncmp(method, "PIC", 3) == 0)
         return pic_sys_get_sn("root", buffer, size);
