@@ -18,6 +18,8 @@ int thunderbolt_expander_getinfo(const char *enc_sys_id, ENC_INFO *info);
 
 int root_get_board_sn(char *buffer, int size);
 int usb_expander_get_sn(const char *enc_sys_id, char *buffer, int size);
+int root_set_board_sn(const char *serial);
+int usb_expander_set_sn(const char *enc_sys_id, const char *serial);
 }
 
 namespace nashal::enclosure {

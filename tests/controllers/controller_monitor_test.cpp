@@ -262,6 +262,12 @@ TEST_F(ControllerMonitor, McuMonitorDrivesDiskLedsAndReadsItsEeprom) {
     char sn[33] = {};
     EXPECT_TRUE(eventually([&] { return se_sys_get_board_sn("root", sn, sizeof sn) == 0; }));
     EXPECT_STREQ(sn, "NX4A0012") << "serial at offset 0 of the MCU's EEPROM";
+    EXPECT_EQ(se_sys_set_board_sn("root", "NX4B9999"), 0);
+    EXPECT_TRUE(eventually([&] {
+        return se_sys_get_board_sn("root", sn, sizeof sn) == 0 && strcmp(sn, "NX4B9999") == 0;
+    })) << "the board serial route writes through the MCU";
+    const Bytes record = emu_->eeprom();
+    EXPECT_EQ(std::string(record.begin(), record.begin() + 12), std::string("SN:NX4B9999\0", 12));
 
     EXPECT_EQ(mcu_sys_set_hdd_err_led("root", 3, 1), 0);
     EXPECT_EQ(mcu_sys_set_blink_hdd_err_led("root", 2, 0), 0);
