@@ -17,6 +17,7 @@
 #include "cmos_model.h"
 #include "i2c_bus_model.h"
 #include "nashal/se_model.h"
+#include "controller_emulator.h"
 #include "net_model.h"
 #include "devices.h"
 #include "fs.h"
@@ -399,6 +400,7 @@ bool Appliance::activate() {
     // The chips the board describes answer from the start, as on a box that was switched on.
     attach_described_cmos();
     attach_described_i2c();
+    attach_described_controller();
     attach_network();
     active_ = true;
     run_described_boot();
@@ -408,6 +410,7 @@ bool Appliance::activate() {
 void Appliance::deactivate() {
     if (!active_)
         return;
+    detach_described_controller();
     devices_uninstall();
     clock_uninstall();
     ViewState &v = view();
