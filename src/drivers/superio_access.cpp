@@ -124,47 +124,47 @@ bool gpio_address_valid(int chip, int gpio_index, int gpio_bit, const char *func
 void write_gpio_bit(int chip, int gpio_index, int gpio_bit, int value) {
     const uint8_t index = static_cast<uint8_t>(gpio_index);
     switch (chip) {
-    case kF71869A: {
-        uint32_t base = fintek_base();
-        os_ioperm(port(base, fintek::kF71869aGpioIndexOffset), fintek::kF71869aGpioPorts, 1);
-        os_outb(index, port(base, fintek::kF71869aGpioIndexOffset));
-        uint8_t v = os_inb(port(base, fintek::kF71869aGpioDataOffset));
-        os_outb(index, port(base, fintek::kF71869aGpioIndexOffset));
-        os_outb(with_bit(v, gpio_bit, value), port(base, fintek::kF71869aGpioDataOffset));
-        break;
-    }
-    case kF81866A: {
-        uint32_t base = fintek_base();
-        os_ioperm(base, fintek::kF81866aGpioPorts, 1);
-        uint8_t v = os_inb(port(base, index));
-        os_outb(with_bit(v, gpio_bit, value), port(base, index));
-        break;
-    }
-    case kIT87: {
-        // The pin must be in simple I/O mode before its data bit drives it; that also takes it
-        // off a hardware blink channel.
-        open_config(kIT87);
-        select_device(it87::kDeviceGpio);
-        update_register(static_cast<uint8_t>(it87::kRegSimpleIoEnable + index), 0,
-                        static_cast<uint8_t>(1u << gpio_bit));
-        if (g_it87_base == 0)
-            g_it87_base = read_base(it87::kRegBaseHigh, it87::kRegBaseLow);
-        os_ioperm(g_it87_base, it87::kGpioPorts, 1);
-        uint8_t v = os_inb(port(g_it87_base, index));
-        os_outb(with_bit(v, gpio_bit, value), port(g_it87_base, index));
-        close_config(kIT87);
-        break;
-    }
-    case kNCT5523: {
-        uint32_t base = nct5523_base();
-        os_ioperm(base, nct5523::kGpioPorts, 1);
-        os_outb(index, port(base, nct5523::kGpioIndexOffset));
-        uint8_t v = os_inb(port(base, nct5523::kGpioDataOffset));
-        os_outb(with_bit(v, gpio_bit, value), port(base, nct5523::kGpioDataOffset));
-        break;
-    }
-    default:
-        break;
+        case kF71869A: {
+            uint32_t base = fintek_base();
+            os_ioperm(port(base, fintek::kF71869aGpioIndexOffset), fintek::kF71869aGpioPorts, 1);
+            os_outb(index, port(base, fintek::kF71869aGpioIndexOffset));
+            uint8_t v = os_inb(port(base, fintek::kF71869aGpioDataOffset));
+            os_outb(index, port(base, fintek::kF71869aGpioIndexOffset));
+            os_outb(with_bit(v, gpio_bit, value), port(base, fintek::kF71869aGpioDataOffset));
+            break;
+        }
+        case kF81866A: {
+            uint32_t base = fintek_base();
+            os_ioperm(base, fintek::kF81866aGpioPorts, 1);
+            uint8_t v = os_inb(port(base, index));
+            os_outb(with_bit(v, gpio_bit, value), port(base, index));
+            break;
+        }
+        case kIT87: {
+            // The pin must be in simple I/O mode before its data bit drives it; that also takes it
+            // off a hardware blink channel.
+            open_config(kIT87);
+            select_device(it87::kDeviceGpio);
+            update_register(static_cast<uint8_t>(it87::kRegSimpleIoEnable + index), 0,
+                            static_cast<uint8_t>(1u << gpio_bit));
+            if (g_it87_base == 0)
+                g_it87_base = read_base(it87::kRegBaseHigh, it87::kRegBaseLow);
+            os_ioperm(g_it87_base, it87::kGpioPorts, 1);
+            uint8_t v = os_inb(port(g_it87_base, index));
+            os_outb(with_bit(v, gpio_bit, value), port(g_it87_base, index));
+            close_config(kIT87);
+            break;
+        }
+        case kNCT5523: {
+            uint32_t base = nct5523_base();
+            os_ioperm(base, nct5523::kGpioPorts, 1);
+            os_outb(index, port(base, nct5523::kGpioIndexOffset));
+            uint8_t v = os_inb(port(base, nct5523::kGpioDataOffset));
+            os_outb(with_bit(v, gpio_bit, value), port(base, nct5523::kGpioDataOffset));
+            break;
+        }
+        default:
+            break;
     }
 }
 
@@ -172,49 +172,49 @@ int read_gpio_bit(int chip, int gpio_index, int gpio_bit) {
     const uint8_t index = static_cast<uint8_t>(gpio_index);
     uint8_t v = 0;
     switch (chip) {
-    case kF71869A: {
-        uint32_t base = fintek_base();
-        os_ioperm(port(base, fintek::kF71869aGpioIndexOffset), fintek::kF71869aGpioPorts, 1);
-        os_outb(index, port(base, fintek::kF71869aGpioIndexOffset));
-        v = os_inb(port(base, fintek::kF71869aGpioDataOffset));
-        break;
-    }
-    case kF81866A: {
-        uint32_t base = fintek_base();
-        os_ioperm(base, fintek::kF81866aGpioPorts, 1);
-        v = os_inb(port(base, index));
-        break;
-    }
-    case kIT87: {
-        uint32_t base = it87_base_in_own_cycle();
-        os_ioperm(base, it87::kGpioPorts, 1);
-        v = os_inb(port(base, index));
-        break;
-    }
-    case kNCT5523: {
-        uint32_t base = nct5523_base();
-        os_ioperm(base, nct5523::kGpioPorts, 1);
-        os_outb(index, port(base, nct5523::kGpioIndexOffset));
-        v = os_inb(port(base, nct5523::kGpioDataOffset));
-        break;
-    }
-    default:
-        return -1;
+        case kF71869A: {
+            uint32_t base = fintek_base();
+            os_ioperm(port(base, fintek::kF71869aGpioIndexOffset), fintek::kF71869aGpioPorts, 1);
+            os_outb(index, port(base, fintek::kF71869aGpioIndexOffset));
+            v = os_inb(port(base, fintek::kF71869aGpioDataOffset));
+            break;
+        }
+        case kF81866A: {
+            uint32_t base = fintek_base();
+            os_ioperm(base, fintek::kF81866aGpioPorts, 1);
+            v = os_inb(port(base, index));
+            break;
+        }
+        case kIT87: {
+            uint32_t base = it87_base_in_own_cycle();
+            os_ioperm(base, it87::kGpioPorts, 1);
+            v = os_inb(port(base, index));
+            break;
+        }
+        case kNCT5523: {
+            uint32_t base = nct5523_base();
+            os_ioperm(base, nct5523::kGpioPorts, 1);
+            os_outb(index, port(base, nct5523::kGpioIndexOffset));
+            v = os_inb(port(base, nct5523::kGpioDataOffset));
+            break;
+        }
+        default:
+            return -1;
     }
     return (v & (1u << gpio_bit)) ? 0 : 1;
 }
 
 uint32_t cached_gpio_base(int chip) {
     switch (chip) {
-    case kF71869A:
-    case kF81866A:
-        return g_fintek_base;
-    case kIT87:
-        return g_it87_base;
-    case kNCT5523:
-        return g_nct5523_base;
-    default:
-        return 0;
+        case kF71869A:
+        case kF81866A:
+            return g_fintek_base;
+        case kIT87:
+            return g_it87_base;
+        case kNCT5523:
+            return g_nct5523_base;
+        default:
+            return 0;
     }
 }
 

@@ -19,8 +19,7 @@ constexpr useconds_t kAlternatePeriodUs = 500000;
 
 // One LED, on and off at the toggle period. Failed writes are ignored: a blinker has nobody to
 // tell, and the next pass tries again.
-int single_led_worker(const char *link, const char *name, int chip, int gpio_index,
-                      int gpio_bit) {
+int single_led_worker(const char *link, const char *name, int chip, int gpio_index, int gpio_bit) {
     int state = 1;
     blink_start(link, name, [&] {
         set_gpio_bit(chip, gpio_index, gpio_bit, state);

@@ -42,7 +42,8 @@ int get_sys_sio_value(const char *file, int32_t *out) {
     if (n < 1)
         return -1;
     size_t digits = 0;
-    while (digits < static_cast<size_t>(n) && std::isdigit(static_cast<unsigned char>(text[digits])))
+    while (digits < static_cast<size_t>(n) &&
+           std::isdigit(static_cast<unsigned char>(text[digits])))
         ++digits;
     text[digits] = '\0';
     *out = static_cast<int32_t>(std::strtol(text, nullptr, 10));

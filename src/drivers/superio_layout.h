@@ -137,7 +137,7 @@ constexpr uint8_t kRecoveryField[] = {3, 1, 0};
 // Power button routing.
 constexpr uint8_t kRegPwbMux = 0x1A;  // global
 constexpr uint8_t kPwbMuxBits = 0x03;
-constexpr uint8_t kRegPwbGpio = 0xE5;  // GPIO device
+constexpr uint8_t kRegPwbGpio = 0xE5;      // GPIO device
 constexpr uint8_t kRegPwbActivate = 0x30;  // device 0x07
 constexpr uint8_t kPwbBit = 0x20;
 constexpr int kPwbGpioIndex = 5;

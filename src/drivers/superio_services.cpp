@@ -332,15 +332,15 @@ int sio_sys_get_power_recovery_mode(int32_t *mode) {
     if (chip < 0)
         return -1;
     switch (chip) {
-    case kIT87:
-        return comm_sys_get_power_recovery_mode_from_cmos(mode, 0);
-    case kNCT5523:
-        // The chip's own field overrides the CMOS copy when it encodes a mode.
-        comm_sys_get_power_recovery_mode_from_cmos(mode, 1);
-        return sio_nct5523_get_recovery_mode(mode);
-    default:
-        comm_sys_get_power_recovery_mode_from_cmos(mode, 1);
-        return sio_f71882fg_get_recovery_mode(mode);
+        case kIT87:
+            return comm_sys_get_power_recovery_mode_from_cmos(mode, 0);
+        case kNCT5523:
+            // The chip's own field overrides the CMOS copy when it encodes a mode.
+            comm_sys_get_power_recovery_mode_from_cmos(mode, 1);
+            return sio_nct5523_get_recovery_mode(mode);
+        default:
+            comm_sys_get_power_recovery_mode_from_cmos(mode, 1);
+            return sio_f71882fg_get_recovery_mode(mode);
     }
 }
 
