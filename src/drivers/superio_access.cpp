@@ -204,6 +204,20 @@ int read_gpio_bit(int chip, int gpio_index, int gpio_bit) {
     return (v & (1u << gpio_bit)) ? 0 : 1;
 }
 
+uint32_t gpio_base(int chip) {
+    switch (chip) {
+        case kF71869A:
+        case kF81866A:
+            return fintek_base();
+        case kIT87:
+            return it87_base_in_own_cycle();
+        case kNCT5523:
+            return nct5523_base();
+        default:
+            return 0;
+    }
+}
+
 uint32_t cached_gpio_base(int chip) {
     switch (chip) {
         case kF71869A:

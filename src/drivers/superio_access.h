@@ -44,6 +44,10 @@ bool gpio_address_valid(int chip, int gpio_index, int gpio_bit, const char *func
 void write_gpio_bit(int chip, int gpio_index, int gpio_bit, int value);
 int read_gpio_bit(int chip, int gpio_index, int gpio_bit);
 
+// The GPIO base of the chip, read (inside the caller's lock) when not cached yet; 0 for an
+// unknown chip.
+uint32_t gpio_base(int chip);
+
 // The caches of the GPIO bases, one per chip family (the two Fintek chips share one). Tests of
 // the cache read it; nothing else should.
 uint32_t cached_gpio_base(int chip);
