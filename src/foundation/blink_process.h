@@ -26,6 +26,14 @@ void blink_stop(const char *link, const char *name);
 // so a stop that follows at once always finds it; false when no process could be made.
 bool blink_start(const char *link, const char *name, const std::function<void()> &toggle);
 
+// The same with a record of the caller's own: `record` runs with the blinker's pid before this
+// returns. Returns the pid, or -1 when no process could be made.
+pid_t blink_spawn(const char *name, const std::function<void()> &toggle,
+                  const std::function<void(pid_t)> &record);
+
+// True when `pid` is a running process named `name`.
+bool blink_running(pid_t pid, const char *name);
+
 }  // namespace nashal
 
 #endif  // NASHAL_FOUNDATION_BLINK_PROCESS_H
