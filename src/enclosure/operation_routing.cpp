@@ -6,8 +6,11 @@
 #include "enclosure/enclosure_kinds.h"
 #include "enclosure/model_file.h"
 #include "enclosure/pending_kinds.h"
+#include "enclosure/pending_panel_drivers.h"
+#include "enclosure/root_panel.h"
 #include "nashal/hal_trace.h"
 #include "nashal/se_sys.h"
+#include "topology/model_file.h"
 
 using namespace nashal::enclosure;
 
@@ -26,13 +29,28 @@ int root_devname(const char *key, char *buffer, int size) {
     return model_text(kSystemEnclosure, key, buffer, size) > 0 ? 0 : -1;
 }
 
+// A fan, or with -1 every fan of "MAX_FAN_NUM" of the model file (a Thunderbolt enclosure's count
+// too); each fan is tried, and the result is the last one's.
+template <typename Fn>
+int each_fan(int fan_index, Fn set) {
+    if (fan_index != -1)
+        return set(fan_index);
+    int32_t count = 0;
+    if (!nashal::topology::model_int(nashal::topology::kSystemEnclosure, "MAX_FAN_NUM", &count))
+        return -1;
+    int r = -1;
+    for (int fan = 0; fan < count; ++fan)
+        r = set(fan);
+    return r;
+}
+
 }  // namespace
 
 extern "C" int se_sys_get_temp(const char *id, int temp_index, double *temperature) {
     if (temperature)
         *temperature = 0;
     if (is(id, "root"))
-        return not_built_yet(__func__, id, "root sensors");
+        return root_get_temp(temp_index, temperature);
     if (is_sas(id))
         return not_built_yet(__func__, id, "SAS expander sensors");
     if (has_prefix(id, "usb_"))
@@ -54,50 +72,45 @@ extern "C" int se_sys_get_fan_speed(const char *id, int fan_index, int *speed, i
         *speed = 0;
     if (status)
         *status = 0;
-    (void)fan_index;
     if (is(id, "root"))
-        return not_built_yet(__func__, id, "root fans");
+        return root_get_fan_speed(fan_index, speed, status);
     if (is_sas(id))
         return not_built_yet(__func__, id, "SAS expander fans");
     if (has_prefix(id, "usb_"))
         return not_built_yet(__func__, id, "USB expander fans");
     if (has_prefix(id, "i2c"))
-        return not_built_yet(__func__, id, "Thunderbolt fans");
+        return thunderbolt_get_fan_speed(id, fan_index, speed, status);
     return NOT_IMPLEMENTED(id);
 }
 
 extern "C" int se_sys_set_fan_speed(const char *id, int fan_index, int level) {
-    (void)fan_index;
     if (level >= 8)
         return -1;
     if (is(id, "root"))
-        return not_built_yet(__func__, id, "root fans");
+        return each_fan(fan_index, [&](int fan) { return root_set_fan_speed(fan, level); });
     if (is_sas(id))
         return not_built_yet(__func__, id, "SAS expander fans");
     if (has_prefix(id, "usb_"))
         return not_built_yet(__func__, id, "USB expander fans");
     if (has_prefix(id, "i2c"))
-        return not_built_yet(__func__, id, "Thunderbolt fans");
+        return each_fan(fan_index,
+                        [&](int fan) { return thunderbolt_set_fan_speed(id, fan, level); });
     ERR_TRACE(HAL_TRACE_INFO, "%s(%d):NOT implement\n", __func__, __LINE__);
     return -1;
 }
 
 extern "C" int se_sys_set_fan_pwm(const char *id, int fan_index, int pwm) {
-    (void)fan_index;
-    (void)pwm;
     if (is(id, "root"))
-        return not_built_yet(__func__, id, "root fans");
+        return each_fan(fan_index, [&](int fan) { return root_set_fan_pwm(fan, pwm); });
     if (has_prefix(id, "i2c"))
-        return not_built_yet(__func__, id, "Thunderbolt fans");
+        return each_fan(fan_index, [&](int fan) { return thunderbolt_set_fan_pwm(id, fan, pwm); });
     ERR_TRACE(HAL_TRACE_INFO, "%s(%d):NOT implement\n", __func__, __LINE__);
     return -1;
 }
 
 extern "C" int se_sys_set_status_led(const char *id, int colour, int enable) {
-    (void)colour;
-    (void)enable;
     if (is(id, "root"))
-        return not_built_yet(__func__, id, "root status LED");
+        return root_set_status_led(colour, enable);
     if (has_prefix(id, "usb_"))
         return not_built_yet(__func__, id, "USB expander status LED");
     if (has_prefix(id, "i2c"))
@@ -106,10 +119,8 @@ extern "C" int se_sys_set_status_led(const char *id, int colour, int enable) {
 }
 
 extern "C" int se_sys_blink_status_led(const char *id, int colour, int enable) {
-    (void)colour;
-    (void)enable;
     if (is(id, "root"))
-        return not_built_yet(__func__, id, "root status LED");
+        return root_blink_status_led(colour, enable);
     if (has_prefix(id, "usb_"))
         return not_built_yet(__func__, id, "USB expander status LED");
     if (has_prefix(id, "i2c"))
@@ -118,11 +129,10 @@ extern "C" int se_sys_blink_status_led(const char *id, int colour, int enable) {
 }
 
 extern "C" int se_sys_set_ident_led(const char *id, int enable) {
-    (void)enable;
     if (is(id, "root"))
-        return not_built_yet(__func__, id, "root locate LED");
+        return root_set_ident_led(id, enable);
     if (has_prefix(id, "usb"))
-        return not_built_yet(__func__, id, "USB expander locate LED");
+        return se_sys_set_pd_ident_led(id, -1, enable, 0);
     if (is_sas(id))
         return not_built_yet(__func__, id, "SAS expander locate LED");
     if (has_prefix(id, "i2c"))
@@ -132,9 +142,8 @@ extern "C" int se_sys_set_ident_led(const char *id, int enable) {
 }
 
 extern "C" int se_sys_set_buzzer(const char *id, int mode) {
-    (void)mode;
     if (is(id, "root"))
-        return not_built_yet(__func__, id, "root buzzer");
+        return root_set_buzzer(mode);
     if (has_prefix(id, "usb_"))
         return not_built_yet(__func__, id, "USB expander buzzer");
     return NOT_IMPLEMENTED(id);
@@ -156,11 +165,10 @@ extern "C" int se_sys_set_7_segment_led(const char *id, int value) {
 }
 
 extern "C" int se_sys_get_power_supply_status(const char *id, int index, int *status) {
-    (void)status;
     if (index != 1 && index != 2)
         return -1;
     if (is(id, "root"))
-        return not_built_yet(__func__, id, "root power supplies");
+        return root_get_power_supply_status(index, status);
     if (has_prefix(id, "usb"))
         return not_built_yet(__func__, id, "USB expander power supplies");
     // Anything else is taken to be a SAS enclosure, without asking.
