@@ -85,6 +85,9 @@ int se_sys_set_pwm_led(const char *enc_sys_id, int value);
  * "ident_led_blink", whose state is kept in "/tmp/ident_blink_<enc_sys_id>"; `err_state` 1 leaves
  * a slot that stops blinking with its error LED on. */
 int se_sys_set_pd_ident_led(const char *enc_sys_id, int port_id, int enable, int err_state);
+/* Thunderbolt enclosures: fan-error and overheat LEDs, pattern 1 to 6, anything else off. */
+int se_sys_set_fanerror_led(const char *enc_sys_id, int pattern);
+int se_sys_set_overheat_led(const char *enc_sys_id, int pattern);
 /* Buttons and switches: 1 pressed (cover open), 0 not. */
 int se_sys_get_usb_button(const char *enc_sys_id, int *pressed);
 int se_sys_get_reset_button(const char *enc_sys_id, int *pressed);

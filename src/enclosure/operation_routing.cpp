@@ -112,9 +112,9 @@ extern "C" int se_sys_set_status_led(const char *id, int colour, int enable) {
     if (is(id, "root"))
         return root_set_status_led(colour, enable);
     if (has_prefix(id, "usb_"))
-        return not_built_yet(__func__, id, "USB expander status LED");
+        return usb_expander_set_status_led(id, colour, enable);
     if (has_prefix(id, "i2c"))
-        return not_built_yet(__func__, id, "Thunderbolt status LED");
+        return thunderbolt_set_status_led(id, colour, enable);
     return NOT_IMPLEMENTED(id);
 }
 
@@ -122,9 +122,9 @@ extern "C" int se_sys_blink_status_led(const char *id, int colour, int enable) {
     if (is(id, "root"))
         return root_blink_status_led(colour, enable);
     if (has_prefix(id, "usb_"))
-        return not_built_yet(__func__, id, "USB expander status LED");
+        return usb_expander_blink_status_led(id, colour, enable);
     if (has_prefix(id, "i2c"))
-        return not_built_yet(__func__, id, "Thunderbolt status LED");
+        return thunderbolt_blink_status_led(id, colour, enable);
     return NOT_IMPLEMENTED(id);
 }
 
@@ -145,7 +145,7 @@ extern "C" int se_sys_set_buzzer(const char *id, int mode) {
     if (is(id, "root"))
         return root_set_buzzer(mode);
     if (has_prefix(id, "usb_"))
-        return not_built_yet(__func__, id, "USB expander buzzer");
+        return usb_expander_set_buzzer(id, mode);
     return NOT_IMPLEMENTED(id);
 }
 

@@ -105,6 +105,10 @@ extern "C" NASHAL_WEAK int pd_sys_set_present_led(const char *, int, int) {
     return not_in_build(__func__);
 }
 
+extern "C" NASHAL_WEAK int i2c_sys_dev_write_byte_data(int, int, int, int) {
+    return not_in_build(__func__);
+}
+
 extern "C" NASHAL_WEAK int soc_sys_get_usb_button(int *) {
     return not_in_build(__func__);
 }

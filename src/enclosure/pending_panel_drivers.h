@@ -30,6 +30,7 @@ int i2c_sys_set_fan_pwm(int fan, int pwm);
 int i2c_sys_set_dev_fan_pwm(int bus, int fan, int pwm);
 int i2c_sys_send_byte(int addr, int value);
 int i2c_sys_set_enclosure_led(const char *enc_sys_id, int on);
+int i2c_sys_dev_write_byte_data(int bus, int addr, int offset, int data);
 
 int pd_sys_set_err_led(const char *enc_sys_id, int port_id, int on);
 int pd_sys_set_present_led(const char *enc_sys_id, int port_id, int on);

@@ -30,6 +30,12 @@ int thunderbolt_set_fan_pwm(const char *enc_sys_id, int fan_index, int pwm);
 int thunderbolt_set_fan_speed(const char *enc_sys_id, int fan_index, int level);
 int thunderbolt_get_fan_level(int level, int *pwm);
 int get_soc_temp(double *temperature);
+
+int thunderbolt_set_status_led(const char *enc_sys_id, int colour, int enable);
+int thunderbolt_blink_status_led(const char *enc_sys_id, int colour, int enable);
+int usb_expander_set_status_led(const char *enc_sys_id, int colour, int enable);
+int usb_expander_blink_status_led(const char *enc_sys_id, int colour, int enable);
+int usb_expander_set_buzzer(const char *enc_sys_id, int mode);
 int get_dts_temp(int core_count, double *temperature);
 }
 
