@@ -8,6 +8,7 @@
 #include <sstream>
 #include <string>
 
+#include "enclosure/pc_speaker_layout.h"
 #include "sim/clock.h"
 #include "sim/fs.h"
 
@@ -15,11 +16,11 @@ namespace nashal::sim {
 namespace {
 
 constexpr const char *kLog = "/sim/buzzer.log";
-constexpr uint16_t kCounterPort = 0x42;
-constexpr uint16_t kControlPort = 0x43;
-constexpr uint16_t kGatePort = 0x61;
-constexpr uint8_t kGateBits = 0x03;
-constexpr unsigned kTimerHz = 0x1234DC;
+using nashal::pc_speaker::kGateBits;
+using nashal::pc_speaker::kGatePort;
+using nashal::pc_speaker::kTimerHz;
+constexpr uint16_t kCounterPort = nashal::pc_speaker::kTimer2Port;
+constexpr uint16_t kControlPort = nashal::pc_speaker::kTimerControlPort;
 
 // One line per event, appended in one write so that processes never mix their lines.
 void log_event(const char *what, unsigned hz) {

@@ -108,6 +108,30 @@ void update_register(uint8_t reg, uint8_t clear, uint8_t set) {
     write_register(reg, static_cast<uint8_t>((v & ~clear) | set));
 }
 
+int locked_read(int chip, uint8_t device, uint8_t reg, uint8_t *value, const char *function,
+                int line) {
+    SioLock lock(function, line);
+    if (!lock)
+        return -1;
+    open_config(chip);
+    select_device(device);
+    *value = read_register(reg);
+    close_config(chip);
+    return 0;
+}
+
+int locked_update(int chip, uint8_t device, uint8_t reg, uint8_t clear, uint8_t set,
+                  const char *function, int line) {
+    SioLock lock(function, line);
+    if (!lock)
+        return -1;
+    open_config(chip);
+    select_device(device);
+    update_register(reg, clear, set);
+    close_config(chip);
+    return 0;
+}
+
 bool gpio_address_valid(int chip, int gpio_index, int gpio_bit, const char *function, int line) {
     int limit = 0x100;  // a register number on an index port
     if (chip == kF81866A)

@@ -34,6 +34,23 @@ void select_device(uint8_t device);
 // Read-modify-write of one register: clear `clear`, then set `set`.
 void update_register(uint8_t reg, uint8_t clear, uint8_t set);
 
+// One whole locked cycle on one register of `device`: enter, select, access, exit. -1 when the
+// lock can't be taken (traced under the caller's name).
+int locked_read(int chip, uint8_t device, uint8_t reg, uint8_t *value, const char *function,
+                int line);
+int locked_update(int chip, uint8_t device, uint8_t reg, uint8_t clear, uint8_t set,
+                  const char *function, int line);
+
+// The recovery mode a register field encodes (fields[mode] is mode's field); a field no mode
+// encodes leaves *mode as it was.
+inline void decode_recovery(uint8_t reg, uint8_t mask, uint8_t shift, const uint8_t (&fields)[3],
+                            int32_t *mode) {
+    for (int m = 0; m < 3; ++m) {
+        if (fields[m] == ((reg & mask) >> shift) && mode)
+            *mode = m;
+    }
+}
+
 // True when the chip can address this GPIO at all: a register number that fits its index port,
 // an offset inside the ports it answers, a bit of a byte. Anything else would reach some other
 // port (or one the process holds no permission for, which kills it), so it is refused first.

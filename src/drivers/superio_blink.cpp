@@ -17,9 +17,17 @@ constexpr const char *kPowerName = "pwr_led_blink";
 constexpr useconds_t kTogglePeriodUs = 125000;
 constexpr useconds_t kAlternatePeriodUs = 500000;
 
-// One LED, on and off at the toggle period. Failed writes are ignored: a blinker has nobody to
-// tell, and the next pass tries again.
-int single_led_worker(const char *link, const char *name, int chip, int gpio_index, int gpio_bit) {
+// One LED, on and off at the toggle period: in hardware on the IT87 (no process), in a
+// blinker on the Fintek chips, not at all on others. Failed writes in the blinker are ignored:
+// it has nobody to tell, and the next pass tries again. -1 in every case, as it always was.
+int single_led_worker(const char *link, const char *name, int (*it87_blink)(int, int), int chip,
+                      int gpio_index, int gpio_bit) {
+    if (chip == kIT87) {
+        it87_blink(gpio_index, gpio_bit);
+        return -1;
+    }
+    if (chip != kF71869A && chip != kF81866A)
+        return -1;
     int state = 1;
     blink_start(link, name, [&] {
         set_gpio_bit(chip, gpio_index, gpio_bit, state);
@@ -32,23 +40,13 @@ int single_led_worker(const char *link, const char *name, int chip, int gpio_ind
 }  // namespace
 
 int usb_blink_worker(int chip, int gpio_index, int gpio_bit) {
-    if (chip == kIT87) {
-        sio_it87_blink_usb_led(gpio_index, gpio_bit);
-        return -1;
-    }
-    if (chip != kF71869A && chip != kF81866A)
-        return -1;
-    return single_led_worker(SIO_USB_BLINK_LINK, kUsbName, chip, gpio_index, gpio_bit);
+    return single_led_worker(SIO_USB_BLINK_LINK, kUsbName, sio_it87_blink_usb_led, chip, gpio_index,
+                             gpio_bit);
 }
 
 int power_blink_worker(int chip, int gpio_index, int gpio_bit) {
-    if (chip == kIT87) {
-        sio_it87_blink_power_led(gpio_index, gpio_bit);
-        return -1;
-    }
-    if (chip != kF71869A && chip != kF81866A)
-        return -1;
-    return single_led_worker(SIO_POWER_BLINK_LINK, kPowerName, chip, gpio_index, gpio_bit);
+    return single_led_worker(SIO_POWER_BLINK_LINK, kPowerName, sio_it87_blink_power_led, chip,
+                             gpio_index, gpio_bit);
 }
 
 int status_blink_worker(int chip, int red_index, int red_bit, int green_index, int green_bit,

@@ -20,18 +20,10 @@ void open_pme() {
 extern "C" {
 
 int sio_f71882fg_get_recovery_mode(int32_t *mode) {
-    SioLock lock(__func__, __LINE__);
-    if (!lock)
+    uint8_t v = 0;
+    if (locked_read(kF71869A, fintek::kDevicePme, fintek::kRegRecovery, &v, __func__, __LINE__))
         return -1;
-    open_pme();
-    uint8_t v = read_register(fintek::kRegRecovery);
-    close_config(kF71869A);
-    const int field = (v & fintek::kRecoveryMask) >> fintek::kRecoveryShift;
-    // A field no mode encodes (1) leaves the caller's value as it was.
-    for (int m = 0; m < 3; ++m) {
-        if (fintek::kRecoveryField[m] == field && mode)
-            *mode = m;
-    }
+    decode_recovery(v, fintek::kRecoveryMask, fintek::kRecoveryShift, fintek::kRecoveryField, mode);
     return 0;
 }
 
@@ -40,14 +32,10 @@ int sio_f71882fg_set_recovery_mode(int mode) {
         ERR_TRACE(HAL_TRACE_ERROR, "%s(%d): System Error.\n", __func__, __LINE__);
         return -1;
     }
-    SioLock lock(__func__, __LINE__);
-    if (!lock)
-        return -1;
-    open_pme();
-    update_register(fintek::kRegRecovery, fintek::kRecoveryMask,
-                    static_cast<uint8_t>(fintek::kRecoveryField[mode] << fintek::kRecoveryShift));
-    close_config(kF71869A);
-    return 0;
+    return locked_update(
+        kF71869A, fintek::kDevicePme, fintek::kRegRecovery, fintek::kRecoveryMask,
+        static_cast<uint8_t>(fintek::kRecoveryField[mode] << fintek::kRecoveryShift), __func__,
+        __LINE__);
 }
 
 // Where EuP lives depends on whether the BIOS keeps the CMOS power byte: a BIOS that does

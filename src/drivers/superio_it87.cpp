@@ -65,28 +65,18 @@ int sio_it87_set_recovery_mode(int mode) {
 }
 
 int sio_it87_get_eup_state(int32_t *state) {
-    SioLock lock(__func__, __LINE__);
-    if (!lock)
+    uint8_t v = 0;
+    if (locked_read(kIT87, it87::kDeviceEnvironment, it87::kRegEup, &v, __func__, __LINE__))
         return -1;
-    open_environment();
-    uint8_t v = read_register(it87::kRegEup);
-    close_config(kIT87);
     if (state)
         *state = (v & it87::kEupReadBit) ? 1 : 0;
     return 0;
 }
 
 int sio_it87_set_eup_state(int state) {
-    SioLock lock(__func__, __LINE__);
-    if (!lock)
-        return -1;
-    open_environment();
-    if (state)
-        update_register(it87::kRegEup, 0, it87::kEupWriteMask);
-    else
-        update_register(it87::kRegEup, it87::kEupWriteMask, 0);
-    close_config(kIT87);
-    return 0;
+    return locked_update(kIT87, it87::kDeviceEnvironment, it87::kRegEup,
+                         state ? 0 : it87::kEupWriteMask, state ? it87::kEupWriteMask : 0, __func__,
+                         __LINE__);
 }
 
 int sio_it87_blink_status_led(int gpio_index, int gpio_bit) {

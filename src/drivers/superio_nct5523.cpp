@@ -9,19 +9,11 @@ using namespace nashal::superio;
 extern "C" {
 
 int sio_nct5523_get_recovery_mode(int32_t *mode) {
-    SioLock lock(__func__, __LINE__);
-    if (!lock)
+    uint8_t v = 0;
+    if (locked_read(kNCT5523, nct5523::kDevicePme, nct5523::kRegRecovery, &v, __func__, __LINE__))
         return -1;
-    open_config(kNCT5523);
-    select_device(nct5523::kDevicePme);
-    uint8_t v = read_register(nct5523::kRegRecovery);
-    close_config(kNCT5523);
-    const int field = (v & nct5523::kRecoveryMask) >> nct5523::kRecoveryShift;
-    // Field 2 encodes no mode and leaves the caller's value as it was.
-    for (int m = 0; m < 3; ++m) {
-        if (nct5523::kRecoveryField[m] == field && mode)
-            *mode = m;
-    }
+    decode_recovery(v, nct5523::kRecoveryMask, nct5523::kRecoveryShift, nct5523::kRecoveryField,
+                    mode);
     return 0;
 }
 
@@ -30,15 +22,10 @@ int sio_nct5523_set_recovery_mode(int mode) {
         ERR_TRACE(HAL_TRACE_ERROR, "%s(%d): System Error.\n", __func__, __LINE__);
         return -1;
     }
-    SioLock lock(__func__, __LINE__);
-    if (!lock)
-        return -1;
-    open_config(kNCT5523);
-    select_device(nct5523::kDevicePme);
-    update_register(nct5523::kRegRecovery, nct5523::kRecoveryMask,
-                    static_cast<uint8_t>(nct5523::kRecoveryField[mode] << nct5523::kRecoveryShift));
-    close_config(kNCT5523);
-    return 0;
+    return locked_update(
+        kNCT5523, nct5523::kDevicePme, nct5523::kRegRecovery, nct5523::kRecoveryMask,
+        static_cast<uint8_t>(nct5523::kRecoveryField[mode] << nct5523::kRecoveryShift), __func__,
+        __LINE__);
 }
 
 }  // extern "C"

@@ -82,6 +82,45 @@ int write_off_then(int chip, const Pin &pin, int value) {
     return set_gpio_bit(chip, pin.index, pin.bit, value);
 }
 
+// The USB and power LEDs: one pin each, blinked by a worker. The IT87 blinks the USB LED in
+// hardware, and the write of 0 that precedes everything ends that blink; the power LED's
+// software blink is stopped on every chip.
+struct SingleLed {
+    const char *key;
+    void (*stop)();
+    bool stop_on_it87;
+    int (*worker)(int chip, int gpio_index, int gpio_bit);
+};
+const SingleLed kUsbLed = {"FRONT_USB_LED", stop_usb_blink, false, usb_blink_worker};
+const SingleLed kPowerLed = {"POWER_LED", stop_power_blink, true, power_blink_worker};
+
+bool single_led(const SingleLed &led, int *chip, Pin *pin, const char *function, int line) {
+    if (!chip_and_pin(kGpioLedChips, led.key, chip, pin, function, line))
+        return false;
+    if (*chip != kIT87 || led.stop_on_it87)
+        led.stop();
+    return true;
+}
+
+int set_single_led(const SingleLed &led, int value, const char *function, int line) {
+    int chip;
+    Pin pin;
+    if (!single_led(led, &chip, &pin, function, line))
+        return -1;
+    return write_off_then(chip, pin, value);
+}
+
+int blink_single_led(const SingleLed &led, int on, const char *function, int line) {
+    int chip;
+    Pin pin;
+    if (!single_led(led, &chip, &pin, function, line))
+        return -1;
+    set_gpio_bit(chip, pin.index, pin.bit, 0);
+    if (!on)
+        return 0;
+    return led.worker(chip, pin.index, pin.bit);
+}
+
 bool status_pins(int *chip, Pin *red, Pin *green, const char *function, int line) {
     return chip_and_pin(kAllChips, "STATUS_RED_LED", chip, red, function, line) &&
            model_gpio(SIO_MODEL_SECTION, "STATUS_GREEN_LED", &green->index, &green->bit) >= 0;
@@ -188,27 +227,11 @@ int sio_sys_set_standby_led(int value) {
 }
 
 int sio_sys_set_usb_led(int value) {
-    int chip;
-    Pin pin;
-    if (!chip_and_pin(kGpioLedChips, "FRONT_USB_LED", &chip, &pin, __func__, __LINE__))
-        return -1;
-    // The IT87 blinks in hardware; the write below ends that blink.
-    if (chip != kIT87)
-        stop_usb_blink();
-    return write_off_then(chip, pin, value);
+    return set_single_led(kUsbLed, value, __func__, __LINE__);
 }
 
 int sio_sys_blink_usb_led(int on) {
-    int chip;
-    Pin pin;
-    if (!chip_and_pin(kGpioLedChips, "FRONT_USB_LED", &chip, &pin, __func__, __LINE__))
-        return -1;
-    if (chip != kIT87)
-        stop_usb_blink();
-    set_gpio_bit(chip, pin.index, pin.bit, 0);
-    if (!on)
-        return 0;
-    return usb_blink_worker(chip, pin.index, pin.bit);
+    return blink_single_led(kUsbLed, on, __func__, __LINE__);
 }
 
 int sio_sys_set_pd_present_led(int value, int disk) {
@@ -224,24 +247,11 @@ int sio_sys_set_pd_present_led(int value, int disk) {
 }
 
 int sio_sys_set_power_led(int value) {
-    int chip;
-    Pin pin;
-    if (!chip_and_pin(kGpioLedChips, "POWER_LED", &chip, &pin, __func__, __LINE__))
-        return -1;
-    stop_power_blink();
-    return write_off_then(chip, pin, value);
+    return set_single_led(kPowerLed, value, __func__, __LINE__);
 }
 
 int sio_sys_blink_power_led(int on) {
-    int chip;
-    Pin pin;
-    if (!chip_and_pin(kGpioLedChips, "POWER_LED", &chip, &pin, __func__, __LINE__))
-        return -1;
-    stop_power_blink();
-    set_gpio_bit(chip, pin.index, pin.bit, 0);
-    if (!on)
-        return 0;
-    return power_blink_worker(chip, pin.index, pin.bit);
+    return blink_single_led(kPowerLed, on, __func__, __LINE__);
 }
 
 int sio_sys_set_10G_led(int value) {

@@ -8,6 +8,7 @@
 #include "enclosure/panel_methods.h"
 #include "enclosure/pending_panel_drivers.h"
 #include "enclosure/root_panel.h"
+#include "enclosure/pc_speaker_layout.h"
 #include "foundation/raii.h"
 #include "nashal/comm_ses.h"
 #include "nashal/hal_trace.h"
@@ -21,13 +22,7 @@ namespace {
 
 constexpr const char *kBuzzerLock = "/var/lock/buzzer.lck";
 
-// The PC speaker: timer 2 in square-wave mode, gated by the low two bits of port 0x61.
-constexpr uint16_t kSpeakerGatePort = 0x61;
-constexpr uint16_t kTimer2Port = 0x42;
-constexpr uint16_t kTimerControlPort = 0x43;
-constexpr uint8_t kTimer2SquareWave = 0xB6;
-constexpr uint8_t kSpeakerGateBits = 0x03;
-constexpr unsigned kTimerHz = 0x1234DC;
+using namespace nashal::pc_speaker;
 constexpr unsigned kToneHz = 800;
 constexpr useconds_t kShortBeepUs = 500000;
 
@@ -82,18 +77,18 @@ int root_beep(int long_beep) {
         return pic_sys_send_cmd(kRootId, kRootId, command);
     if (cap & CAP_MCU)
         return mcu_sys_send_cmd(kRootId, kRootId, command);
-    os_ioperm(kSpeakerGatePort, 1, 1);
+    os_ioperm(kGatePort, 1, 1);
     os_ioperm(kTimer2Port, 2, 1);
     const unsigned divisor = kTimerHz / kToneHz;
     os_outb(kTimer2SquareWave, kTimerControlPort);
     os_outb(static_cast<uint8_t>(divisor & 0xFF), kTimer2Port);
     os_outb(static_cast<uint8_t>(divisor >> 8), kTimer2Port);
-    os_outb(static_cast<uint8_t>(os_inb(kSpeakerGatePort) | kSpeakerGateBits), kSpeakerGatePort);
+    os_outb(static_cast<uint8_t>(os_inb(kGatePort) | kGateBits), kGatePort);
     if (long_beep)
         os_sleep(1);
     else
         os_usleep(kShortBeepUs);
-    os_outb(static_cast<uint8_t>(os_inb(kSpeakerGatePort) & ~kSpeakerGateBits), kSpeakerGatePort);
+    os_outb(static_cast<uint8_t>(os_inb(kGatePort) & ~kGateBits), kGatePort);
     return 0;
 }
 

@@ -53,6 +53,56 @@ bool main_unit(const char *id, const char *who, int line) {
     return false;
 }
 
+// An LED served by the Super I/O services or by controller commands: its key, the service,
+// whether "SIO" is matched in any case, which controllers serve it and their commands.
+struct PanelLed {
+    const char *key;
+    int (*sio)(int);
+    bool sio_any_case;
+    bool pic, mcu;
+    int command_on, command_off;
+};
+
+const PanelLed kStatusNight = {
+    "STATUS_GREEN_LED", sio_sys_set_status_led_in_night_mode, false, false, false, 0, 0};
+const PanelLed kGeneralNight = {
+    "STATUS_GREEN_LED", sio_sys_set_general_led_in_night_mode, false, false, false, 0, 0};
+const PanelLed kStandby = {"STATUS_GREEN_LED", sio_sys_set_standby_led, true, false, false, 0, 0};
+const PanelLed kUsbSet = {"FRONT_USB_LED",      sio_sys_set_usb_led,  false, true, true,
+                          panel_cmd::kUsbLedOn, panel_cmd::kUsbLedOff};
+const PanelLed kUsbBlink = {"FRONT_USB_LED",         sio_sys_blink_usb_led, false, true, true,
+                            panel_cmd::kUsbLedBlink, panel_cmd::kUsbLedOff};
+const PanelLed kPowerSet = {"POWER_LED",
+                            sio_sys_set_power_led,
+                            false,
+                            true,
+                            false,
+                            panel_cmd::kPowerLedOn,
+                            panel_cmd::kPowerLedOff};
+const PanelLed kPowerBlink = {"POWER_LED",
+                              sio_sys_blink_power_led,
+                              false,
+                              true,
+                              false,
+                              panel_cmd::kPowerLedBlink,
+                              panel_cmd::kPowerLedOff};
+const PanelLed k10G = {"10G_LED", sio_sys_set_10G_led, false, false, false, 0, 0};
+// The MCU boards' connect LED shares the USB LED's commands.
+const PanelLed kJbodConnect = {
+    "JBOD_CONNECT_LED",   sio_sys_set_JBOD_connect_led, false, false, true,
+    panel_cmd::kUsbLedOn, panel_cmd::kUsbLedOff};
+
+int panel_led(const PanelLed &led, const char *id, int value, const char *who, int line) {
+    char v[HAL_ID_LEN];
+    if (!main_unit(id, who, line) || !led_value(led.key, v))
+        return -1;
+    if (led.sio_any_case ? method_is_nocase(v, "SIO") : method_is(v, "SIO"))
+        return led.sio(value);
+    if ((led.pic && method_is(v, "PIC")) || (led.mcu && method_is(v, "MCU")))
+        return send_root_cmd(v, value ? led.command_on : led.command_off);
+    return -1;
+}
+
 }  // namespace
 
 extern "C" {
@@ -141,86 +191,39 @@ int root_set_ident_led(const char *enc_sys_id, int enable) {
 }
 
 int se_sys_set_status_led_in_night_mode(const char *id, int value) {
-    char led[HAL_ID_LEN];
-    if (!main_unit(id, __func__, __LINE__) || !led_value("STATUS_GREEN_LED", led))
-        return -1;
-    return method_is(led, "SIO") ? sio_sys_set_status_led_in_night_mode(value) : -1;
+    return panel_led(kStatusNight, id, value, __func__, __LINE__);
 }
 
 int se_sys_set_general_led_in_night_mode(const char *id, int value) {
-    char led[HAL_ID_LEN];
-    if (!main_unit(id, __func__, __LINE__) || !led_value("STATUS_GREEN_LED", led))
-        return -1;
-    return method_is(led, "SIO") ? sio_sys_set_general_led_in_night_mode(value) : -1;
+    return panel_led(kGeneralNight, id, value, __func__, __LINE__);
 }
 
 int se_sys_set_standby_led(const char *id, int value) {
-    char led[HAL_ID_LEN];
-    if (!main_unit(id, __func__, __LINE__) || !led_value("STATUS_GREEN_LED", led))
-        return -1;
-    return method_is_nocase(led, "SIO") ? sio_sys_set_standby_led(value) : -1;
+    return panel_led(kStandby, id, value, __func__, __LINE__);
 }
 
 int se_sys_set_usb_led(const char *id, int enable) {
-    char led[HAL_ID_LEN];
-    if (!main_unit(id, __func__, __LINE__) || !led_value("FRONT_USB_LED", led))
-        return -1;
-    if (method_is(led, "SIO"))
-        return sio_sys_set_usb_led(enable);
-    if (is_controller(led))
-        return send_root_cmd(led, enable ? panel_cmd::kUsbLedOn : panel_cmd::kUsbLedOff);
-    return -1;
+    return panel_led(kUsbSet, id, enable, __func__, __LINE__);
 }
 
 int se_sys_blink_usb_led(const char *id, int enable) {
-    char led[HAL_ID_LEN];
-    if (!main_unit(id, __func__, __LINE__) || !led_value("FRONT_USB_LED", led))
-        return -1;
-    if (method_is(led, "SIO"))
-        return sio_sys_blink_usb_led(enable);
-    if (is_controller(led))
-        return send_root_cmd(led, enable ? panel_cmd::kUsbLedBlink : panel_cmd::kUsbLedOff);
-    return -1;
+    return panel_led(kUsbBlink, id, enable, __func__, __LINE__);
 }
 
 int se_sys_set_power_led(const char *id, int enable) {
-    char led[HAL_ID_LEN];
-    if (!main_unit(id, __func__, __LINE__) || !led_value("POWER_LED", led))
-        return -1;
-    if (method_is(led, "SIO"))
-        return sio_sys_set_power_led(enable);
-    if (method_is(led, "PIC"))
-        return send_root_cmd(led, enable ? panel_cmd::kPowerLedOn : panel_cmd::kPowerLedOff);
-    return -1;
+    return panel_led(kPowerSet, id, enable, __func__, __LINE__);
 }
 
 int se_sys_blink_power_led(const char *id, int enable) {
-    char led[HAL_ID_LEN];
-    if (!main_unit(id, __func__, __LINE__) || !led_value("POWER_LED", led))
-        return -1;
-    if (method_is(led, "SIO"))
-        return sio_sys_blink_power_led(enable);
-    if (method_is(led, "PIC"))
-        return send_root_cmd(led, enable ? panel_cmd::kPowerLedBlink : panel_cmd::kPowerLedOff);
-    return -1;
+    return panel_led(kPowerBlink, id, enable, __func__, __LINE__);
 }
 
 int se_sys_set_10G_led(const char *id, int enable) {
-    char led[HAL_ID_LEN];
-    if (!main_unit(id, __func__, __LINE__) || !led_value("10G_LED", led))
-        return -1;
-    return method_is(led, "SIO") ? sio_sys_set_10G_led(enable) : -1;
+    return panel_led(k10G, id, enable, __func__, __LINE__);
 }
 
 int se_sys_set_JBOD_connect_led(const char *id, int enable) {
-    char led[HAL_ID_LEN];
-    if (!main_unit(id, __func__, __LINE__) || !led_value("JBOD_CONNECT_LED", led))
-        return -1;
-    if (method_is(led, "SIO"))
-        return sio_sys_set_JBOD_connect_led(enable);
-    if (method_is(led, "MCU"))
-        return send_root_cmd(led, enable ? panel_cmd::kUsbLedOn : panel_cmd::kUsbLedOff);
-    return -1;
+    return panel_led(kJbodConnect, id, enable, __func__, __LINE__);
 }
 
 int se_sys_set_pwm_led(const char *id, int value) {
