@@ -16,6 +16,7 @@
 #include "cmos_model.h"
 #include "buzzer_model.h"
 #include "superio_model.h"
+#include "net_model.h"
 #include "devices.h"
 #include "fs.h"
 
@@ -374,6 +375,7 @@ bool Appliance::activate() {
     attach_described_cmos();
     attach_described_superio();
     attach_buzzer();
+    attach_network();
     active_ = true;
     return true;
 }
