@@ -12,6 +12,7 @@
 #include "nashal/se_sys.h"
 #include "sim/appliance.h"
 #include "sim/buzzer_model.h"
+#include "sim/clock.h"
 #include "sim/cmos_model.h"
 #include "sim/fs.h"
 #include "sim/gpiolib_pins.h"
@@ -292,4 +293,42 @@ TEST_F(FrontPanel, PowerPolicyByUnit) {
     }
     write_file("/etc/model.conf", "[System Enclosure]\nPWR_RECOVERY_UNIT = BIOS\n");
     EXPECT_EQ(se_sys_get_power_recovery_mode("root", &mode), -1);
+}
+
+// The locate blink of disks: one blinker for the enclosure, restarted with the slots still
+// chosen, gone when none is left; a slot that stops with an error keeps its error LED.
+TEST_F(FrontPanel, DiskLocateBlinkKeepsOneBlinkerWithTheChosenSlots) {
+    Boot("[System Enclosure]\nCAP = 0x0\nMAX_DISK_NUM = 8\n");
+    nashal::sim::clock_pace_background(true);
+    const std::string state = "/tmp/ident_blink_root";
+    auto field = [&](const std::string &key) {
+        std::string text = read_file(state);
+        size_t at = text.find(key + " = ");
+        return at == std::string::npos
+                   ? std::string()
+                   : text.substr(at + key.size() + 3, text.find('\n', at) - at - key.size() - 3);
+    };
+    auto running = [](const std::string &pid) {
+        return !pid.empty() && read_file("/proc/" + pid + "/comm") == "ident_led_blink\n";
+    };
+    ASSERT_EQ(se_sys_set_pd_ident_led("root", 3, 1, 0), 0);
+    const std::string first = field("PID");
+    EXPECT_TRUE(running(first));
+    EXPECT_EQ(field("PD_IDENT_BITMAP"), "0x8");
+    ASSERT_EQ(se_sys_set_pd_ident_led("root", 5, 1, 0), 0);
+    const std::string second = field("PID");
+    EXPECT_NE(second, first);
+    EXPECT_TRUE(running(second));
+    EXPECT_EQ(field("PD_IDENT_BITMAP"), "0x28") << "slot 3 forgotten on restart";
+    EXPECT_EQ(field("ENC_IN_IDENT"), "0");
+    ASSERT_EQ(se_sys_set_pd_ident_led("root", 3, 0, 0), 0);
+    EXPECT_EQ(field("PD_IDENT_BITMAP"), "0x20");
+    const std::string third = field("PID");
+    ASSERT_EQ(se_sys_set_pd_ident_led("root", 5, 0, 1), 0);
+    EXPECT_FALSE(exists(state)) << "no slot left: no blinker and no record";
+    for (int i = 0; i < 200 && running(third); ++i)
+        usleep(10000);
+    EXPECT_FALSE(running(third));
+    // The disk LEDs' driver isn't in this build: the slot's error LED was asked for.
+    EXPECT_NE(log().find("pd_sys_set_err_led"), std::string::npos);
 }
