@@ -121,9 +121,16 @@ int blink_single_led(const SingleLed &led, int on, const char *function, int lin
     return led.worker(chip, pin.index, pin.bit);
 }
 
-bool status_pins(int *chip, Pin *red, Pin *green, const char *function, int line) {
-    return chip_and_pin(kAllChips, "STATUS_RED_LED", chip, red, function, line) &&
-           model_gpio(SIO_MODEL_SECTION, "STATUS_GREEN_LED", &green->index, &green->bit) >= 0;
+// The status LED pair, with any blink stopped and both colours dark; false when the model
+// lacks the chip or either pin.
+bool status_darkened(int *chip, Pin *red, Pin *green, const char *function, int line) {
+    if (!chip_and_pin(kAllChips, "STATUS_RED_LED", chip, red, function, line) ||
+        model_gpio(SIO_MODEL_SECTION, "STATUS_GREEN_LED", &green->index, &green->bit) < 0)
+        return false;
+    stop_status_blink();
+    set_gpio_bit(*chip, red->index, red->bit, 0);
+    set_gpio_bit(*chip, green->index, green->bit, 0);
+    return true;
 }
 
 // A night-mode dimming bit: the F71869A boards only.
@@ -180,11 +187,8 @@ int sio_sys_set_status_led(int colour, int value) {
     Pin red, green;
     if (colour != 0 && colour != 1)
         return -1;
-    if (!status_pins(&chip, &red, &green, __func__, __LINE__))
+    if (!status_darkened(&chip, &red, &green, __func__, __LINE__))
         return -1;
-    stop_status_blink();
-    set_gpio_bit(chip, red.index, red.bit, 0);
-    set_gpio_bit(chip, green.index, green.bit, 0);
     const Pin &chosen = colour == 0 ? red : green;
     return set_gpio_bit(chip, chosen.index, chosen.bit, value);
 }
@@ -194,11 +198,8 @@ int sio_sys_blink_status_led(int colour, int on) {
     Pin red, green;
     if (colour < 0 || colour > 2)
         return -1;
-    if (!status_pins(&chip, &red, &green, __func__, __LINE__))
+    if (!status_darkened(&chip, &red, &green, __func__, __LINE__))
         return -1;
-    stop_status_blink();
-    set_gpio_bit(chip, red.index, red.bit, 0);
-    set_gpio_bit(chip, green.index, green.bit, 0);
     if (!on)
         return 0;
     return status_blink_worker(chip, red.index, red.bit, green.index, green.bit, colour);
