@@ -16,6 +16,7 @@
 #include "cmos_model.h"
 #include "buzzer_model.h"
 #include "superio_model.h"
+#include "controller_emulator.h"
 #include "net_model.h"
 #include "devices.h"
 #include "fs.h"
@@ -375,6 +376,7 @@ bool Appliance::activate() {
     attach_described_cmos();
     attach_described_superio();
     attach_buzzer();
+    attach_described_controller();
     attach_network();
     active_ = true;
     return true;
@@ -383,6 +385,7 @@ bool Appliance::activate() {
 void Appliance::deactivate() {
     if (!active_)
         return;
+    detach_described_controller();
     devices_uninstall();
     clock_uninstall();
     ViewState &v = view();

@@ -13,54 +13,6 @@ int not_in_build(const char *who) {
 }
 }  // namespace
 
-extern "C" NASHAL_WEAK int pic_sys_send_cmd(const char *, const char *, int) {
-    return not_in_build(__func__);
-}
-
-extern "C" NASHAL_WEAK int mcu_sys_send_cmd(const char *, const char *, int) {
-    return not_in_build(__func__);
-}
-
-extern "C" NASHAL_WEAK int pic_sys_get_temp(const char *, const char *, double *) {
-    return not_in_build(__func__);
-}
-
-extern "C" NASHAL_WEAK int mcu_sys_get_temp(const char *, const char *, double *) {
-    return not_in_build(__func__);
-}
-
-extern "C" NASHAL_WEAK int pic_sys_get_fan_status(const char *, const char *, int, int *) {
-    return not_in_build(__func__);
-}
-
-extern "C" NASHAL_WEAK int mcu_sys_get_fan_status(const char *, const char *, int, int *) {
-    return not_in_build(__func__);
-}
-
-extern "C" NASHAL_WEAK int mcu_sys_get_fan_speed(const char *, const char *, int, int *) {
-    return not_in_build(__func__);
-}
-
-extern "C" NASHAL_WEAK int pic_sys_set_fan_speed(const char *, const char *, int) {
-    return not_in_build(__func__);
-}
-
-extern "C" NASHAL_WEAK int mcu_sys_set_fan_speed(const char *, const char *, int) {
-    return not_in_build(__func__);
-}
-
-extern "C" NASHAL_WEAK int pic_sys_set_power_recovery_mode(const char *, int) {
-    return not_in_build(__func__);
-}
-
-extern "C" NASHAL_WEAK int mcu_sys_set_power_recovery_mode(const char *, int) {
-    return not_in_build(__func__);
-}
-
-extern "C" NASHAL_WEAK int mcu_sys_set_enclosure_led(const char *, int) {
-    return not_in_build(__func__);
-}
-
 extern "C" NASHAL_WEAK int i2c_sys_read_pmbus_status(int, int *) {
     return not_in_build(__func__);
 }

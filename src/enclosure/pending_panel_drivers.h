@@ -1,25 +1,16 @@
 // Driver calls the panel, power and fan routes of the main unit make into drivers built by other
-// changes (PIC and MCU links, I2C devices, SoC GPIO and the I/O controller hub, disk LEDs). They
+// changes (I2C devices, SoC GPIO and the I/O controller hub, disk LEDs); the PIC and MCU links
+// are in the build and come with their own headers. They
 // are declared here as those drivers name them; pending_panel_drivers.cpp holds weak stand-ins
 // that fail with -1 and a trace, which the real drivers replace at link time when they land.
 #ifndef NASHAL_ENCLOSURE_PENDING_PANEL_DRIVERS_H
 #define NASHAL_ENCLOSURE_PENDING_PANEL_DRIVERS_H
 
 #include "nashal/hal_types.h"
+#include "nashal/mcu_sys.h"
+#include "nashal/pic_sys.h"
 
 extern "C" {
-int pic_sys_send_cmd(const char *enc_sys_id, const char *pic_id, int command);
-int mcu_sys_send_cmd(const char *enc_sys_id, const char *mcu_id, int command);
-int pic_sys_get_temp(const char *enc_sys_id, const char *pic_id, double *temperature);
-int mcu_sys_get_temp(const char *enc_sys_id, const char *mcu_id, double *temperature);
-int pic_sys_get_fan_status(const char *enc_sys_id, const char *pic_id, int fan, int *status);
-int mcu_sys_get_fan_status(const char *enc_sys_id, const char *mcu_id, int fan, int *status);
-int mcu_sys_get_fan_speed(const char *enc_sys_id, const char *mcu_id, int fan, int *speed);
-int pic_sys_set_fan_speed(const char *enc_sys_id, const char *pic_id, int level);
-int mcu_sys_set_fan_speed(const char *enc_sys_id, const char *mcu_id, int level);
-int pic_sys_set_power_recovery_mode(const char *enc_sys_id, int mode);
-int mcu_sys_set_power_recovery_mode(const char *enc_sys_id, int mode);
-int mcu_sys_set_enclosure_led(const char *enc_sys_id, int on);
 
 int i2c_sys_read_pmbus_status(int supply, int *status);
 int i2c_sys_read_pmbus_power_temp(int supply, double *temperature);
