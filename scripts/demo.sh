@@ -32,3 +32,12 @@ run disks-found root_cache
 # Board settings kept in CMOS: power-loss policy and EuP.
 run cmos recovery
 run cmos eup
+
+# The Super I/O chip, the temperatures and fans, and an LED change read back from the chip.
+run sio info
+run temps
+run fans
+run sio gpio FRONT_USB_LED
+run led usb on
+run sio gpio FRONT_USB_LED
+run led usb off

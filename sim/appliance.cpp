@@ -17,6 +17,8 @@
 #include "cmos_model.h"
 #include "i2c_bus_model.h"
 #include "nashal/se_model.h"
+#include "buzzer_model.h"
+#include "superio_model.h"
 #include "controller_emulator.h"
 #include "net_model.h"
 #include "devices.h"
@@ -400,6 +402,8 @@ bool Appliance::activate() {
     // The chips the board describes answer from the start, as on a box that was switched on.
     attach_described_cmos();
     attach_described_i2c();
+    attach_described_superio();
+    attach_buzzer();
     attach_described_controller();
     attach_network();
     active_ = true;
