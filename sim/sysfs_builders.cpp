@@ -244,6 +244,9 @@ ScsiDevice SysfsTree::scsi_device(const std::string &parent, const ScsiAddress &
     attribute(d.device, "model", padded(desc.model, 16));
     attribute(d.device, "rev", padded(desc.rev, 4));
     attribute(d.device, "state", "running\n");
+    // The kernel's request counters, in hexadecimal as it prints them.
+    attribute(d.device, "iorequest_cnt", fmt("0x%x\n", desc.io_requests));
+    attribute(d.device, "iodone_cnt", fmt("0x%x\n", desc.io_done));
     if (desc.sas_address)
         attribute(d.device, "sas_address",
                   fmt("0x%016llx\n", (unsigned long long)desc.sas_address));

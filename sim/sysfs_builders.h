@@ -59,6 +59,9 @@ struct ScsiDesc {
     uint64_t size_512 = 7814037168ull;
     uint32_t logical_block_size = 512;
     bool removable = false;
+    // "iorequest_cnt" and "iodone_cnt" of the device: a disk that answers has served requests.
+    unsigned io_requests = 0x40;
+    unsigned io_done = 0x40;
 
     static ScsiDesc disk(int sg, const std::string &block, const std::string &vendor,
                          const std::string &model);

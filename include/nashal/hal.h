@@ -13,5 +13,6 @@
 #include <nashal/comm_ses.h>
 #include <nashal/comm_port.h>
 #include <nashal/pd_sys.h>
+#include <nashal/hal_pd.h>
 
 #endif /* NASHAL_HAL_H */
