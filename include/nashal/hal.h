@@ -14,5 +14,7 @@
 #include <nashal/comm_port.h>
 #include <nashal/pd_sys.h>
 #include <nashal/hal_pd.h>
+#include <nashal/net_sys.h>
+#include <nashal/hal_prt.h>
 
 #endif /* NASHAL_HAL_H */

@@ -2,11 +2,7 @@
 #ifndef NASHAL_REGISTRY_PENDING_SCANS_H
 #define NASHAL_REGISTRY_PENDING_SCANS_H
 
-#include "nashal/hal_pd.h"
-
-extern "C" {
-// Records the printers of the main unit; 0.
-int PRT_Scan(void);
-}
+#include "nashal/hal_pd.h"   // PD_Scan, pd_detach_by_dev_id: the disks of an enclosure
+#include "nashal/hal_prt.h"  // PRT_Scan: the printers of the main unit
 
 #endif  // NASHAL_REGISTRY_PENDING_SCANS_H
