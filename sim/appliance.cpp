@@ -405,17 +405,7 @@ std::string Appliance::path(const std::string &real_path) const {
 }
 
 std::vector<std::string> invocations() {
-    std::vector<std::string> lines;
-    std::string all = read_file("/sim/invocations.log");
-    size_t i = 0;
-    while (i < all.size()) {
-        size_t j = all.find('\n', i);
-        if (j == std::string::npos)
-            j = all.size();
-        lines.push_back(all.substr(i, j - i));
-        i = j + 1;
-    }
-    return lines;
+    return read_lines("/sim/invocations.log");
 }
 
 void clear_invocations() {

@@ -198,17 +198,7 @@ void attach_sg_io_emulator() {
 }
 
 std::vector<std::string> sg_io_requests() {
-    std::vector<std::string> lines;
-    std::string all = read_file(kLogPath);
-    size_t i = 0;
-    while (i < all.size()) {
-        size_t j = all.find('\n', i);
-        if (j == std::string::npos)
-            j = all.size();
-        lines.push_back(all.substr(i, j - i));
-        i = j + 1;
-    }
-    return lines;
+    return read_lines(kLogPath);
 }
 
 void clear_sg_io_requests() {

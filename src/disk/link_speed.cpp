@@ -109,20 +109,20 @@ int get_sas_conn_speed(const char *pd_sys_id, int *speed_out, int *max_speed_out
         return -1;
     }
     const char *name = strchr(expander, '-') + 1;
-    int speed = cat_speed(__func__, kKindSas, "cat %s/phy-%s:%d/negotiated_linkrate",
-                          "/sys/class/sas_phy", name, phy);
-    if (speed < 0) {
-        ERR_TRACE(HAL_TRACE_ERROR, "%s(%d):Internal Error.\n", __func__, __LINE__);
-        return -1;
+    // The phy's negotiated rate, then its highest.
+    const struct {
+        const char *format;
+        int *out;
+    } rates[] = {{"cat %s/phy-%s:%d/negotiated_linkrate", speed_out},
+                 {"cat %s/phy-%s:%d/maximum_linkrate_hw", max_speed_out}};
+    for (const auto &rate : rates) {
+        int code = cat_speed(__func__, kKindSas, rate.format, "/sys/class/sas_phy", name, phy);
+        if (code < 0) {
+            ERR_TRACE(HAL_TRACE_ERROR, "%s(%d):Internal Error.\n", __func__, __LINE__);
+            return -1;
+        }
+        set_if_known(code, rate.out);
     }
-    set_if_known(speed, speed_out);
-    int max = cat_speed(__func__, kKindSas, "cat %s/phy-%s:%d/maximum_linkrate_hw",
-                        "/sys/class/sas_phy", name, phy);
-    if (max < 0) {
-        ERR_TRACE(HAL_TRACE_ERROR, "%s(%d):Internal Error.\n", __func__, __LINE__);
-        return -1;
-    }
-    set_if_known(max, max_speed_out);
     return 0;
 }
 
