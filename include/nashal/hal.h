@@ -14,6 +14,8 @@
 #include <nashal/comm_port.h>
 #include <nashal/pd_sys.h>
 #include <nashal/hal_pd.h>
+#include <nashal/pic_sys.h>
+#include <nashal/mcu_sys.h>
 #include <nashal/net_sys.h>
 #include <nashal/hal_prt.h>
 
