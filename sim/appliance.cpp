@@ -23,6 +23,7 @@
 #include "net_model.h"
 #include "devices.h"
 #include "fs.h"
+#include "sg_io_model.h"
 
 #ifndef NASHAL_SIM_TOOL_BUILD_PATH
 #define NASHAL_SIM_TOOL_BUILD_PATH ""
@@ -404,6 +405,7 @@ bool Appliance::activate() {
     attach_described_i2c();
     attach_described_superio();
     attach_buzzer();
+    attach_sg_io_emulator();
     attach_described_controller();
     attach_network();
     active_ = true;
@@ -439,17 +441,7 @@ std::string Appliance::path(const std::string &real_path) const {
 }
 
 std::vector<std::string> invocations() {
-    std::vector<std::string> lines;
-    std::string all = read_file("/sim/invocations.log");
-    size_t i = 0;
-    while (i < all.size()) {
-        size_t j = all.find('\n', i);
-        if (j == std::string::npos)
-            j = all.size();
-        lines.push_back(all.substr(i, j - i));
-        i = j + 1;
-    }
-    return lines;
+    return read_lines("/sim/invocations.log");
 }
 
 void clear_invocations() {
