@@ -13,5 +13,6 @@
 #include <nashal/comm_ses.h>
 #include <nashal/comm_port.h>
 #include <nashal/pd_sys.h>
+#include <nashal/pd_smart.h>
 
 #endif /* NASHAL_HAL_H */
