@@ -16,6 +16,7 @@
 #include "cmos_model.h"
 #include "devices.h"
 #include "fs.h"
+#include "sg_io_model.h"
 
 #ifndef NASHAL_SIM_TOOL_BUILD_PATH
 #define NASHAL_SIM_TOOL_BUILD_PATH ""
@@ -370,6 +371,7 @@ bool Appliance::activate() {
     devices_install();
     // The chips the board describes answer from the start, as on a box that was switched on.
     attach_described_cmos();
+    attach_sg_io_emulator();
     active_ = true;
     return true;
 }

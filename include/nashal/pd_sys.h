@@ -122,6 +122,13 @@ int PD_Sys_Get_SE_Sys_Id(const char *pd_sys_id, char *enc_sys_id_out);
 /* "/dev/sdX" of an sg device, waiting up to 30 seconds for the block device. 0 or -1. */
 int get_sd_name(const char *pd_sys_id, char *name_out, int name_size);
 
+/* ---- Disk information ---- */
+
+/* IDENTIFY DEVICE of the drive at pd_ctrl_name ("/dev/sg3") into buffer (512 bytes) through
+ * ATA PASS-THROUGH (16). 0 when the drive answered; -1 when the node won't open, the request
+ * failed, or no data came back (a SAS disk, a bridge that passes no ATA). */
+int get_sata_ident_resp(const char *pd_ctrl_name, unsigned char *buffer);
+
 #ifdef __cplusplus
 }
 #endif
