@@ -49,8 +49,7 @@ const char *get_ata_smart_attr_name(int id);
  * minutes. The outs for the self test may be null. Returns the number of attributes, or -1. */
 int pd_sys_get_ata_smart(const char *enc_sys_id, const char *name, int *smart_status_out,
                          SMART_ATTR *attrs, int attrs_size, int *test_status_out,
-                         int *test_percent_out, int *short_minutes_out,
-                         int *extended_minutes_out);
+                         int *test_percent_out, int *short_minutes_out, int *extended_minutes_out);
 int pd_sys_set_ata_standby(const char *enc_sys_id, const char *name);
 /* power_out: 1 active or idle, 0 standby. */
 int pd_sys_get_ata_power(const char *enc_sys_id, const char *name, int *power_out);
@@ -77,8 +76,8 @@ int do_sata_error_timer(const char *device, uint8_t *sector_512, int *timer_out)
 struct SAS_LOG_PAGE;
 int pd_sys_get_sas_smart(const char *enc_sys_id, const char *name, int *sense_out,
                          struct SAS_LOG_PAGE *pages, int pages_size);
-int pd_sys_get_sas_self_test_progress(const char *enc_sys_id, const char *name,
-                                      int *status_out, int *percent_out);
+int pd_sys_get_sas_self_test_progress(const char *enc_sys_id, const char *name, int *status_out,
+                                      int *percent_out);
 int pd_sys_set_sas_self_test(const char *enc_sys_id, const char *name, int mode);
 int pd_sys_set_sas_standby(const char *enc_sys_id, const char *name);
 int pd_sys_get_sas_power(const char *enc_sys_id, const char *name, int *power_out);
@@ -155,8 +154,8 @@ int pd_smart_get_temp_type(int enc_id, int port_id);
 int PD_SMART_Is_Schedule_Enabled(int enc_id, int port_id, int test_type);
 /* The schedule's 64-bit value with its low five bytes spread over b4 (bits 32-39) to b0, or -1
  * with the outs untouched. */
-int64_t PD_SMART_Get_Test_Schedule(int enc_id, int port_id, int test_type, int32_t *b4,
-                                   int32_t *b3, int32_t *b2, int32_t *b1, int32_t *b0);
+int64_t PD_SMART_Get_Test_Schedule(int enc_id, int port_id, int test_type, int32_t *b4, int32_t *b3,
+                                   int32_t *b2, int32_t *b1, int32_t *b0);
 int PD_SMART_Get_Last_Test_Type(int enc_id, int port_id);
 int PD_SMART_Get_Now_Test_Type(int enc_id, int port_id);
 long pd_smart_get_last_test_time(int enc_id, int port_id);

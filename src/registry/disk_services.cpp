@@ -109,8 +109,7 @@ extern "C" int PD_Set_Power_Standby(int enc_id, int port_id) {
     return pd_sys_set_sas_standby(d.enc_sys_id, d.pd_sys_id);
 }
 
-extern "C" int PD_Set_Error_Recovery_Timer(int enc_id, int port_id, int is_write_timer,
-                                           int timer) {
+extern "C" int PD_Set_Error_Recovery_Timer(int enc_id, int port_id, int is_write_timer, int timer) {
     Disk d;
     if (!find_disk(enc_id, port_id, d, true))
         return -1;
@@ -183,8 +182,7 @@ void set_read_speed(int enc_id, int port_id, const char *value) {
     snprintf(file, sizeof file, "/etc/enclosure_%d.conf", enc_id);
     snprintf(section, sizeof section, "PhysicalDisk_%d", port_id);
     if (Ini_Conf_Set_Field(file, section, "read_speed", value) < 0)
-        ERR_TRACE(HAL_TRACE_WARN, "%s: set %s fail!\n", "PD_set_checking_read_speed",
-                  "read_speed");
+        ERR_TRACE(HAL_TRACE_WARN, "%s: set %s fail!\n", "PD_set_checking_read_speed", "read_speed");
 }
 
 }  // namespace

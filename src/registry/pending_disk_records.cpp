@@ -24,9 +24,7 @@ using nashal::registry::EnclosureSection;
 
 struct DiskSection {
     char name[HAL_NAME_LEN];
-    explicit DiskSection(int port_id) {
-        snprintf(name, sizeof name, "PhysicalDisk_%d", port_id);
-    }
+    explicit DiskSection(int port_id) { snprintf(name, sizeof name, "PhysicalDisk_%d", port_id); }
 };
 
 int get_text(const char *who, int enc_id, int port_id, const char *field, char *buf, int size) {

@@ -67,10 +67,8 @@ extern "C" int PD_SMART_Is_Schedule_Enabled(int enc_id, int port_id, int test_ty
 }
 
 extern "C" int64_t PD_SMART_Get_Test_Schedule(int enc_id, int port_id, int test_type, int32_t *b4,
-                                              int32_t *b3, int32_t *b2, int32_t *b1,
-                                              int32_t *b0) {
-    const char *fixed =
-        test_type == kShortTest ? "Short Test Schedule" : "Extended Test Schedule";
+                                              int32_t *b3, int32_t *b2, int32_t *b1, int32_t *b0) {
+    const char *fixed = test_type == kShortTest ? "Short Test Schedule" : "Extended Test Schedule";
     SettingsFile file(enc_id);
     FieldName field = FieldName::trailing(fixed, port_id);
     char text[64];
@@ -109,12 +107,10 @@ extern "C" int PD_SMART_Get_Conf(int enc_id, int port_id, PD_SMART_CONF *out) {
     out->temp_thresh = PD_SMART_Get_Temp_Thres(enc_id, port_id);
     out->temp_type = pd_smart_get_temp_type(enc_id, port_id);
     out->short_enabled = PD_SMART_Is_Schedule_Enabled(enc_id, port_id, 1);
-    out->short_schedule = static_cast<uint64_t>(
-        PD_SMART_Get_Test_Schedule(enc_id, port_id, 1, nullptr, nullptr, nullptr, nullptr,
-                                   nullptr));
+    out->short_schedule = static_cast<uint64_t>(PD_SMART_Get_Test_Schedule(
+        enc_id, port_id, 1, nullptr, nullptr, nullptr, nullptr, nullptr));
     out->extended_enabled = PD_SMART_Is_Schedule_Enabled(enc_id, port_id, 2);
-    out->extended_schedule = static_cast<uint64_t>(
-        PD_SMART_Get_Test_Schedule(enc_id, port_id, 2, nullptr, nullptr, nullptr, nullptr,
-                                   nullptr));
+    out->extended_schedule = static_cast<uint64_t>(PD_SMART_Get_Test_Schedule(
+        enc_id, port_id, 2, nullptr, nullptr, nullptr, nullptr, nullptr));
     return 0;
 }

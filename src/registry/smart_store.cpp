@@ -159,10 +159,9 @@ int put_line(FILE *f, char (&line)[kLineLen], int n) {
 int write_record(FILE *f, const PD_SMART_INFO *info) {
     char line[kLineLen];
     int n = snprintf(line, sizeof line, "%d,%d,%d,%d,%d,%d,%d,%d,%d,0x%04x,%d,%d\n",
-                     info->attr_count, info->head0, info->summary_value, info->head3,
-                     info->health, info->head6, info->head7, info->summary_status,
-                     info->temperature, static_cast<unsigned>(info->head8), info->head9,
-                     info->head10);
+                     info->attr_count, info->head0, info->summary_value, info->head3, info->health,
+                     info->head6, info->head7, info->summary_status, info->temperature,
+                     static_cast<unsigned>(info->head8), info->head9, info->head10);
     int result = put_line(f, line, n);
     for (int32_t i = 0; i < info->attr_count; ++i) {
         const SMART_ATTR &a = info->attr[i];
