@@ -5,6 +5,7 @@
 #define NASHAL_TOPOLOGY_SES_LAYOUT_H
 
 #include <cstddef>
+#include <cstdint>
 
 namespace nashal::topology {
 
@@ -29,6 +30,9 @@ constexpr size_t kInquiryVendorOffset = 8;
 constexpr size_t kInquiryVendorLen = 8;
 constexpr size_t kInquiryModelOffset = 16;
 constexpr size_t kInquiryModelLen = 16;
+constexpr size_t kInquiryVersionOffset = 2;  // the SCSI standard the device claims
+constexpr size_t kInquiryRevisionOffset = 32;
+constexpr size_t kInquiryRevisionLen = 4;
 
 // VPD page header.
 constexpr size_t kVpdHeaderLen = 4;
@@ -37,6 +41,17 @@ constexpr size_t kVpdPageLengthOffset = 2;  // big-endian, two bytes
 // Unit serial number page (0x80).
 constexpr size_t kVpdSerialAnswerLen = 65;
 constexpr size_t kVpdSerialMaxLen = 32;
+
+// Block device characteristics page (0xb1): medium rotation rate, big-endian; 1 is solid state.
+constexpr size_t kVpdRotationRateOffset = 4;
+constexpr uint16_t kVpdRotationNonRotating = 1;
+
+// READ CAPACITY (16) answer: last LBA (8 bytes) and block length (4); READ CAPACITY (10): 4
+// and 4. Both big-endian.
+constexpr size_t kReadCap16BlockLenOffset = 8;
+constexpr size_t kReadCap16MinLen = 12;
+constexpr size_t kReadCap10BlockLenOffset = 4;
+constexpr size_t kReadCap10MinLen = 8;
 
 // Device identification page (0x83): designation descriptors.
 constexpr size_t kDesigHeaderLen = 4;
