@@ -1,5 +1,5 @@
-// The SAS disk services (log pages, self test, power) and the disk information collector that
-// the disk service calls route to, until the SAS backend and the collector are in the build.
+// The SAS disk services (log pages, self test, power) that the disk service calls route to,
+// until the SAS backend is in the build.
 // Each is a weak definition that the real one replaces when it is linked in; until then a
 // request fails cleanly and says why.
 #include "nashal/hal_trace.h"
@@ -35,9 +35,5 @@ extern "C" NASHAL_PENDING int pd_sys_set_sas_standby(const char *, const char *)
 }
 
 extern "C" NASHAL_PENDING int pd_sys_get_sas_power(const char *, const char *, int *) {
-    return not_available(__func__);
-}
-
-extern "C" NASHAL_PENDING int pd_sys_getinfo(const char *, const char *, PD_INFO *) {
     return not_available(__func__);
 }
