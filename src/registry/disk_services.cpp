@@ -152,7 +152,7 @@ extern "C" int PD_SMART_Get_Summary(int enc_id, int port_id, PD_SMART_SUMMARY *o
     PD_INFO info = {};
     int result = PD_SMART_Read_Info(enc_id, port_id, &smart);
     result |= PD_Get_Info(enc_id, port_id, &info);
-    if (!out || result != 0) {
+    if (!out || result != 0 || !smart) {
         free(smart);
         return -1;
     }

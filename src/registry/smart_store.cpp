@@ -197,7 +197,8 @@ extern "C" int pd_smart_check_health(int enc_id, int port_id, const PD_SMART_INF
     if (!info || access(kCheckHealthFlag, F_OK) != 0)
         return 0;
     PD_SMART_INFO *old = nullptr;
-    if (PD_SMART_Read_Info(enc_id, port_id, &old) != 0 || old->attr_count != info->attr_count) {
+    if (PD_SMART_Read_Info(enc_id, port_id, &old) != 0 || !old ||
+        old->attr_count != info->attr_count) {
         free(old);
         return 0;
     }
@@ -268,7 +269,8 @@ extern "C" int PD_SMART_Clear_Info(int enc_id, int port_id) {
 extern "C" int PD_SMART_Is_Error(int enc_id, int port_id) {
     PD_SMART_INFO *info = nullptr;
     int failing = 0;
-    if (PD_SMART_Read_Info(enc_id, port_id, &info) == 0)
+    // A cache file that exists but can't be opened reads as success with no record.
+    if (PD_SMART_Read_Info(enc_id, port_id, &info) == 0 && info)
         failing = info->health == PD_SMART_HEALTH_ERROR;
     free(info);
     return failing;
