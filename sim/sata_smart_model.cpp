@@ -192,39 +192,51 @@ bool answer_sct_command(AtaExchange &x) {
     return true;
 }
 
-Sector smart_data_image(const SmartDesc &d) {
+namespace {
+
+// A sector of either kind: revision, one entry a described attribute, then the caller's rest.
+template <typename FillEntry, typename FillRest>
+Sector table_image(const SmartDesc &d, FillEntry entry, FillRest rest) {
     Sector s{};
     store_le16(s.data(), 0x0010);  // data structure revision
-    for (size_t i = 0; i < d.attributes.size() && i < smart::kEntryCount; ++i) {
-        const SmartAttrDesc &a = d.attributes[i];
-        uint8_t *e = s.data() + smart::kTableOffset + i * smart::kEntrySize;
-        e[smart::kAttrId] = a.id;
-        store_le16(e + smart::kAttrFlags, a.flags);
-        e[smart::kAttrValue] = a.value;
-        e[smart::kAttrWorst] = a.worst;
-        store_le(e + smart::kAttrRaw, smart::kAttrRawSize, a.raw);
-    }
-    s[smart::kOfflineStatus] = 0x82;  // off-line collection completed, auto on
-    s[smart::kSelfTestStatus] = d.self_test_status;
-    s[367] = 0x7B;                       // off-line capabilities: self tests, conveyance, selective
-    store_le16(s.data() + 368, 0x0003);  // SMART capabilities: saves data over power cycles
-    s[370] = 0x01;                       // error logging supported
-    s[smart::kShortPollMinutes] = d.short_minutes;
-    s[smart::kExtendedPollMinutes] = d.extended_minutes;
+    for (size_t i = 0; i < d.attributes.size() && i < smart::kEntryCount; ++i)
+        entry(d.attributes[i], s.data() + smart::kTableOffset + i * smart::kEntrySize);
+    rest(s.data());
     seal(s.data());
     return s;
 }
 
+}  // namespace
+
+Sector smart_data_image(const SmartDesc &d) {
+    return table_image(
+        d,
+        [](const SmartAttrDesc &a, uint8_t *e) {
+            e[smart::kAttrId] = a.id;
+            store_le16(e + smart::kAttrFlags, a.flags);
+            e[smart::kAttrValue] = a.value;
+            e[smart::kAttrWorst] = a.worst;
+            store_le(e + smart::kAttrRaw, smart::kAttrRawSize, a.raw);
+        },
+        [&d](uint8_t *s) {
+            s[smart::kOfflineStatus] = 0x82;  // off-line collection completed, auto on
+            s[smart::kSelfTestStatus] = d.self_test_status;
+            s[367] = 0x7B;                // off-line capabilities: self tests, conveyance
+            store_le16(s + 368, 0x0003);  // SMART capabilities: saves data over power cycles
+            s[370] = 0x01;                // error logging supported
+            s[smart::kShortPollMinutes] = d.short_minutes;
+            s[smart::kExtendedPollMinutes] = d.extended_minutes;
+        });
+}
+
 Sector smart_thresholds_image(const SmartDesc &d) {
-    Sector s{};
-    store_le16(s.data(), 0x0010);
-    for (size_t i = 0; i < d.attributes.size() && i < smart::kEntryCount; ++i) {
-        uint8_t *e = s.data() + smart::kTableOffset + i * smart::kEntrySize;
-        e[smart::kThreshId] = d.attributes[i].id;
-        e[smart::kThreshValue] = d.attributes[i].threshold;
-    }
-    seal(s.data());
-    return s;
+    return table_image(
+        d,
+        [](const SmartAttrDesc &a, uint8_t *e) {
+            e[smart::kThreshId] = a.id;
+            e[smart::kThreshValue] = a.threshold;
+        },
+        [](uint8_t *) {});
 }
 
 SmartDesc typical_hdd_smart() {

@@ -43,6 +43,27 @@ int refused(const char *caller, int line) {
     return -1;
 }
 
+// The registers of a command that reads something back: null (traced) also when the drive
+// aborted it, since its registers then hold no answer.
+const StatusReturnDescriptor *ask_answer(const char *caller, const char *device,
+                                         const Registers &registers, Reply &reply) {
+    const StatusReturnDescriptor *r = ask_registers(caller, device, registers, reply);
+    if (r && (r->error & kErrorAbort)) {
+        refused(caller, __LINE__);
+        return nullptr;
+    }
+    return r;
+}
+
+// A command that only acts: 0 when the drive's status has no ERR bit.
+int run_command(const char *caller, const char *device, const Registers &registers) {
+    Reply reply;
+    const StatusReturnDescriptor *r = ask_registers(caller, device, registers, reply);
+    if (!r)
+        return -1;
+    return (r->status & kStatusError) ? refused(caller, __LINE__) : 0;
+}
+
 // One 512-byte SMART sector from the drive. A drive that sends less than the whole sector has
 // not answered: its zero tail would read as an empty attribute table.
 int read_smart_sector(const char *caller, const char *device, uint8_t features, uint8_t *buffer) {
@@ -86,13 +107,11 @@ extern "C" int get_ata_smart_status(const char *device, int *status_out) {
         return -1;
     *status_out = -1;
     Reply reply;
-    const StatusReturnDescriptor *r = ask_registers(
+    const StatusReturnDescriptor *r = ask_answer(
         __func__, device,
         smart_registers(kProtocolNonData, kNonDataWithRegisters, kSmartReturnStatus, 0, 0), reply);
     if (!r)
         return -1;
-    if (r->error & kErrorAbort)
-        return refused(__func__, __LINE__);
     if (r->lba_mid == kSmartLbaMid && r->lba_high == kSmartLbaHigh) {
         *status_out = ATA_SMART_STATUS_GOOD;
         return 0;
@@ -118,13 +137,11 @@ extern "C" int get_sata_power_status(const char *device, int *power_out) {
     if (!device || !power_out)
         return -1;
     Reply reply;
-    const StatusReturnDescriptor *r = ask_registers(
+    const StatusReturnDescriptor *r = ask_answer(
         __func__, device,
         {kProtocolNonData, kNonDataWithRegisters, 0, 0, 0, 0, 0, kCmdCheckPowerMode}, reply);
     if (!r)
         return -1;
-    if (r->error & kErrorAbort)
-        return refused(__func__, __LINE__);
     // 0xFF active or idle, 0x00 standby. The other answers of newer drives (0x80 idle, 0x40 and
     // 0x41 spinning up or down) are not told apart here and count as unknown.
     if (r->count == 0xFF) {
@@ -141,13 +158,9 @@ extern "C" int get_sata_power_status(const char *device, int *power_out) {
 extern "C" int set_sata_power_standby(const char *device) {
     if (!device)
         return -1;
-    Reply reply;
-    const StatusReturnDescriptor *r = ask_registers(
+    return run_command(
         __func__, device,
-        {kProtocolNonData, kNonDataWithRegisters, 0, 0, 0, 0, 0, kCmdStandbyImmediate}, reply);
-    if (!r)
-        return -1;
-    return (r->status & kStatusError) ? refused(__func__, __LINE__) : 0;
+        {kProtocolNonData, kNonDataWithRegisters, 0, 0, 0, 0, 0, kCmdStandbyImmediate});
 }
 
 extern "C" int set_sata_self_test(const char *device, int mode) {
@@ -169,15 +182,9 @@ extern "C" int set_sata_self_test(const char *device, int mode) {
                       __func__, __LINE__, mode);
             return -1;
     }
-    Reply reply;
-    const StatusReturnDescriptor *r =
-        ask_registers(__func__, device,
-                      smart_registers(kProtocolNonData, kNonDataWithRegisters, kSmartExecuteOffline,
-                                      0, subcommand),
-                      reply);
-    if (!r)
-        return -1;
-    return (r->status & kStatusError) ? refused(__func__, __LINE__) : 0;
+    return run_command(__func__, device,
+                       smart_registers(kProtocolNonData, kNonDataWithRegisters,
+                                       kSmartExecuteOffline, 0, subcommand));
 }
 
 extern "C" int do_sata_error_timer(const char *device, uint8_t *sector_512, int *timer_out) {

@@ -10,6 +10,7 @@
 #include "nashal/hal_trace.h"
 #include "nashal/ini_conf.h"
 #include "nashal/pd_smart.h"
+#include "nashal/pd_sys.h"
 #include "sim/appliance.h"
 #include "sim/fs.h"
 #include "sim/sata_smart_model.h"
@@ -122,7 +123,7 @@ TEST_F(DiskServices, SasUsbAndUnknownDisksGetTheirFailures) {
 }
 
 TEST_F(DiskServices, StandbyOfASataDiskBehindASasControllerTakesTheAtaWayWhenUnsure) {
-    // The collector that would tell the link speed isn't there: the ATA command is used.
+    // The collector finds nothing of the disk in sysfs, so no link speed: the ATA command is used.
     EXPECT_EQ(PD_Set_Power_Standby(2, 1), 0);
     EXPECT_EQ(ata_state("", "sg2", "power"), "standby");
 }
@@ -186,3 +187,30 @@ TEST_F(DiskServices, ReadSpeedIsMeasuredWithHdparmIntoTheRecord) {
 }
 
 }  // namespace
+
+// On a board whose disks hang off the unit's own SAS expander, a SATA disk takes the ATA standby
+// only on a link the expander can run at 12 Gb/s; on a slower one it is told the SCSI way.
+TEST(DiskServicesOnABoard, StandbyBehindTheUnitsSasExpanderFollowsTheLinksTopSpeed) {
+    Appliance app = Appliance::copy_of(NASHAL_EXAMPLES_DIR "/x86-12bay-sas");
+    ASSERT_TRUE(app.activate());
+    write_file("/var/log/hal_lib.log.conf", "ffff:/var/log/hal_lib.log\n");
+    write_file("/etc/hal.conf",
+               "[Enclosure_0]\nenc_sys_id = root\ncapability = 0x08000600\n"
+               "protocol = 0\n");
+    write_file("/etc/enclosure_0.conf",
+               "[PhysicalDisk_1]\nport_id = 1\npd_sys_id = sg0\nenc_sys_id = root\ntype = 0\n");
+    ASSERT_TRUE(describe_ata_disk("", "sg0", AtaDiskDesc{}));
+    PD_INFO info = {};
+    ASSERT_EQ(pd_sys_getinfo("root", "sg0", &info), 0);
+    ASSERT_EQ(info.max_speed, PD_LINK_SPEED_12G);
+    EXPECT_EQ(PD_Set_Power_Standby(0, 1), 0);
+    EXPECT_EQ(ata_state("", "sg0", "power"), "standby");
+
+    set_ata_state("", "sg0", "power", "active");
+    for (const auto &phy : list_dir("/sys/class/sas_phy"))
+        write_file("/sys/class/sas_phy/" + phy + "/maximum_linkrate_hw", "6.0 Gbit\n");
+    EXPECT_EQ(PD_Set_Power_Standby(0, 1), -1) << "the SAS standby is not in this build yet";
+    EXPECT_NE(read_file("/var/log/hal_lib.log").find("pd_sys_set_sas_standby: is not available"),
+              std::string::npos);
+    EXPECT_EQ(ata_state("", "sg0", "power"), "active");
+}
