@@ -109,31 +109,36 @@ extern "C" int PD_Set_Power_Standby(int enc_id, int port_id) {
     return pd_sys_set_sas_standby(d.enc_sys_id, d.pd_sys_id);
 }
 
-extern "C" int PD_Set_Error_Recovery_Timer(int enc_id, int port_id, int is_write_timer, int timer) {
+namespace {
+
+// SCT error recovery timers are an ATA feature; the SAS backend has no counterpart.
+template <typename AtaCall>
+int error_timer_call(const char *who, int enc_id, int port_id, AtaCall ata_call) {
     Disk d;
     if (!find_disk(enc_id, port_id, d, true))
         return -1;
     if (d.type == PD_TYPE_SATA)
-        return pd_sys_set_ata_error_timer(d.enc_sys_id, d.pd_sys_id, is_write_timer, timer);
+        return ata_call(d);
     if (d.type == PD_TYPE_SAS) {
-        ERR_TRACE(HAL_TRACE_CALL, "%s: have not implement.\n", __func__);
+        ERR_TRACE(HAL_TRACE_CALL, "%s: have not implement.\n", who);
         return -1;
     }
-    return unknown_type(__func__, d.type);
+    return unknown_type(who, d.type);
+}
+
+}  // namespace
+
+extern "C" int PD_Set_Error_Recovery_Timer(int enc_id, int port_id, int is_write_timer, int timer) {
+    return error_timer_call(__func__, enc_id, port_id, [&](const Disk &d) {
+        return pd_sys_set_ata_error_timer(d.enc_sys_id, d.pd_sys_id, is_write_timer, timer);
+    });
 }
 
 extern "C" int PD_Get_Error_Recovery_Timer(int enc_id, int port_id, int is_write_timer,
                                            int *timer_out) {
-    Disk d;
-    if (!find_disk(enc_id, port_id, d, true))
-        return -1;
-    if (d.type == PD_TYPE_SATA)
+    return error_timer_call(__func__, enc_id, port_id, [&](const Disk &d) {
         return pd_sys_get_ata_error_timer(d.enc_sys_id, d.pd_sys_id, is_write_timer, timer_out);
-    if (d.type == PD_TYPE_SAS) {
-        ERR_TRACE(HAL_TRACE_CALL, "%s: have not implement.\n", __func__);
-        return -1;
-    }
-    return unknown_type(__func__, d.type);
+    });
 }
 
 extern "C" int PD_Get_SCSI_Self_Test_Status(int enc_id, int port_id, int *status_out,
