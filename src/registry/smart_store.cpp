@@ -7,7 +7,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cinttypes>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -82,7 +81,7 @@ int32_t strtol_or_0(const char *t) {
     return t ? static_cast<int32_t>(strtol(t, nullptr, 0)) : 0;
 }
 
-void read_header(char *line, char **save, PD_SMART_INFO *info) {
+void read_header(char **save, PD_SMART_INFO *info) {
     info->head0 = atoi_or_0(next_token(save));
     info->summary_value = atoi_or_0(next_token(save));
     info->head3 = atoi_or_0(next_token(save));
@@ -94,7 +93,6 @@ void read_header(char *line, char **save, PD_SMART_INFO *info) {
     info->head8 = strtol_or_0(next_token(save));
     info->head9 = strtol_or_0(next_token(save));
     info->head10 = strtol_or_0(next_token(save));
-    (void)line;
 }
 
 void read_entry(char *line, SMART_ATTR *a) {
@@ -140,7 +138,7 @@ int read_locked(const char *path, PD_SMART_INFO **out, int lock_result) {
     if (!info)
         return -1;
     info->attr_count = count;
-    read_header(line, &save, info);
+    read_header(&save, info);
     // A cut file still gives what it holds: the entries read so far, and success.
     for (int32_t i = 0; i < count && fgets(line, sizeof line, f.get()); ++i)
         read_entry(line, &info->attr[i]);
