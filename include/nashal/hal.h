@@ -13,6 +13,7 @@
 #include <nashal/comm_ses.h>
 #include <nashal/comm_port.h>
 #include <nashal/pd_sys.h>
+#include <nashal/hal_pd.h>
 #include <nashal/pd_smart.h>
 
 #endif /* NASHAL_HAL_H */

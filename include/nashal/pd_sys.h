@@ -158,6 +158,20 @@ int set_usb_disk_polling_time(const char *pd_sys_name, int milliseconds);
 int pd_sys_get_conn_speed(const char *enc_sys_id, const char *pd_sys_id, int *speed_out,
                           int *max_speed_out);
 
+/* 0 when the disk answers (it served 41 requests, or finishes all but 3 within about three
+ * seconds), -1 when it doesn't or the counters can't be read, -2 for an empty USB-to-SATA bridge
+ * ("ASMT", no capacity), which is left out quietly. */
+int pd_sys_check_rw_access(const char *enc_sys_id, const char *pd_sys_id, PD_INFO *pd_info);
+
+/* The block queue's request limit from "HDD_MAX_SECTORS_KB" (/sbin/vcfg); -1 with no setting. */
+int pd_sys_set_device_queue(const char *pd_sys_name);
+/* Writes kilobytes to /sys/block/<name>/queue/max_sectors_kb. 0 or -1. */
+int pd_sys_set_max_sectors_kb(const char *pd_sys_name, int kilobytes);
+
+/* Hot-plug entries: pd_attach (then udev is told "pd_sys_id=enc_sys_id") and pd_detach. */
+int PD_Sys_Attach(const char *enc_sys_id, const char *pd_sys_id);
+int PD_Sys_Detach(const char *enc_sys_id, const char *pd_sys_id);
+
 /* The speeds by kind of link: /sys/class/ata_link, the phy on a SAS expander, the USB device,
  * the link register of a USB-to-SATA bridge (through sg_raw). Only non-zero codes are stored.
  * 0 or -1. */
