@@ -14,7 +14,8 @@
 #include "nashal/hal_util.h"
 #include "nashal/ini_conf.h"
 #include "nashal/pd_smart.h"
-#include "registry/disk_records.h"
+#include "nashal/hal_pd.h"
+#include "registry/pending_enclosure_queries.h"
 
 namespace {
 

@@ -17,7 +17,7 @@
 #include "foundation/text.h"
 #include "nashal/hal_trace.h"
 #include "nashal/pd_smart.h"
-#include "registry/disk_records.h"
+#include "nashal/hal_pd.h"
 
 namespace {
 

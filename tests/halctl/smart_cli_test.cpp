@@ -109,3 +109,18 @@ TEST_F(SmartCli, WrongArgumentsAndAbsentDisks) {
 }
 
 }  // namespace
+
+// The field engineer's way on a scanned box: the registry names the disk by enclosure and bay.
+TEST(SmartCliOnABoard, AfterAScanADiskIsReachedByEnclosureAndBay) {
+    halctl_test::Board board("x86-8bay");
+    ASSERT_TRUE(describe_ata_smart(board.dir(), "sg0", typical_hdd_smart()));
+    ASSERT_EQ(board.run("scan").status, 0);
+    auto r = board.run("--json smart 0 1");
+    ASSERT_EQ(r.status, 0) << r.out;
+    EXPECT_EQ(r.out.rfind("{\"disk\": \"enclosure 0 slot 1\", \"verdict\": \"good\"", 0), 0u)
+        << r.out;
+    ASSERT_EQ(board.run("standby 0 1").status, 0);
+    EXPECT_EQ(ata_state(board.dir(), "sg0", "power"), "standby");
+    r = board.run("power-mode 0 1");
+    EXPECT_NE(r.out.find("standby"), std::string::npos) << r.out;
+}
