@@ -14,6 +14,7 @@
 
 #include "clock.h"
 #include "cmos_model.h"
+#include "net_model.h"
 #include "devices.h"
 #include "fs.h"
 #include "sg_io_model.h"
@@ -372,6 +373,7 @@ bool Appliance::activate() {
     // The chips the board describes answer from the start, as on a box that was switched on.
     attach_described_cmos();
     attach_sg_io_emulator();
+    attach_network();
     active_ = true;
     return true;
 }

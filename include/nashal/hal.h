@@ -15,5 +15,7 @@
 #include <nashal/pd_sys.h>
 #include <nashal/hal_pd.h>
 #include <nashal/pd_smart.h>
+#include <nashal/net_sys.h>
+#include <nashal/hal_prt.h>
 
 #endif /* NASHAL_HAL_H */

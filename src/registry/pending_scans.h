@@ -1,12 +1,9 @@
-// What the enclosure registry calls in the disk and printer registries.
+// What the enclosure registry calls in the disk and printer registries (PD_Scan,
+// pd_detach_by_dev_id, PRT_Scan): both are built now, so this is just their public headers.
 #ifndef NASHAL_REGISTRY_PENDING_SCANS_H
 #define NASHAL_REGISTRY_PENDING_SCANS_H
 
 #include "nashal/hal_pd.h"
-
-extern "C" {
-// Records the printers of the main unit; 0.
-int PRT_Scan(void);
-}
+#include "nashal/hal_prt.h"
 
 #endif  // NASHAL_REGISTRY_PENDING_SCANS_H
