@@ -1,9 +1,8 @@
-// What the enclosure registry calls in the disk and printer registries (PD_Scan,
-// pd_detach_by_dev_id, PRT_Scan): both are built now, so this is just their public headers.
+// What the enclosure registry calls in the disk and printer registries.
 #ifndef NASHAL_REGISTRY_PENDING_SCANS_H
 #define NASHAL_REGISTRY_PENDING_SCANS_H
 
-#include "nashal/hal_pd.h"
-#include "nashal/hal_prt.h"
+#include "nashal/hal_pd.h"   // PD_Scan, pd_detach_by_dev_id: the disks of an enclosure
+#include "nashal/hal_prt.h"  // PRT_Scan: the printers of the main unit
 
 #endif  // NASHAL_REGISTRY_PENDING_SCANS_H
