@@ -39,6 +39,28 @@ int unknown_type(const char *who, int type) {
     return -1;
 }
 
+// Classify once, then act per class: the SATA branch, the SAS branch, or no service for this
+// type. Each branch gets the disk's names.
+template <typename Sata, typename Sas>
+int by_type(const char *who, int enc_id, int port_id, Sata sata, Sas sas) {
+    Disk d;
+    if (!find_disk(enc_id, port_id, d, true))
+        return -1;
+    if (d.type == PD_TYPE_SATA)
+        return sata(d);
+    if (d.type == PD_TYPE_SAS)
+        return sas(d);
+    return unknown_type(who, d.type);
+}
+
+// The branch of a type that has no such service.
+auto no_service(const char *who, const char *why) {
+    return [who, why](const Disk &) {
+        ERR_TRACE(HAL_TRACE_CALL, "%s: %s\n", who, why);
+        return -1;
+    };
+}
+
 // A SATA disk behind a SAS controller: on the enclosure's internal SAS, or in a SAS enclosure.
 bool behind_sas_controller(int enc_id) {
     uint32_t capability = 0;
@@ -70,25 +92,17 @@ extern "C" int PD_Get_SCSI_Log_Pages(int enc_id, int port_id, int *sense_out,
 }
 
 extern "C" int PD_Set_Self_Test_Mode(int enc_id, int port_id, int mode) {
-    Disk d;
-    if (!find_disk(enc_id, port_id, d, true))
-        return -1;
-    if (d.type == PD_TYPE_SATA)
-        return pd_sys_set_ata_self_test(d.enc_sys_id, d.pd_sys_id, mode);
-    if (d.type == PD_TYPE_SAS)
-        return pd_sys_set_sas_self_test(d.enc_sys_id, d.pd_sys_id, mode);
-    return unknown_type(__func__, d.type);
+    return by_type(
+        __func__, enc_id, port_id,
+        [&](const Disk &d) { return pd_sys_set_ata_self_test(d.enc_sys_id, d.pd_sys_id, mode); },
+        [&](const Disk &d) { return pd_sys_set_sas_self_test(d.enc_sys_id, d.pd_sys_id, mode); });
 }
 
 extern "C" int PD_Get_Power_Status(int enc_id, int port_id, int *power_out) {
-    Disk d;
-    if (!find_disk(enc_id, port_id, d, true))
-        return -1;
-    if (d.type == PD_TYPE_SATA)
-        return pd_sys_get_ata_power(d.enc_sys_id, d.pd_sys_id, power_out);
-    if (d.type == PD_TYPE_SAS)
-        return pd_sys_get_sas_power(d.enc_sys_id, d.pd_sys_id, power_out);
-    return unknown_type(__func__, d.type);
+    return by_type(
+        __func__, enc_id, port_id,
+        [&](const Disk &d) { return pd_sys_get_ata_power(d.enc_sys_id, d.pd_sys_id, power_out); },
+        [&](const Disk &d) { return pd_sys_get_sas_power(d.enc_sys_id, d.pd_sys_id, power_out); });
 }
 
 extern "C" int PD_Set_Power_Standby(int enc_id, int port_id) {
@@ -110,47 +124,36 @@ extern "C" int PD_Set_Power_Standby(int enc_id, int port_id) {
     return pd_sys_set_sas_standby(d.enc_sys_id, d.pd_sys_id);
 }
 
-namespace {
-
-// SCT error recovery timers are an ATA feature; the SAS backend has no counterpart.
-template <typename AtaCall>
-int error_timer_call(const char *who, int enc_id, int port_id, AtaCall ata_call) {
-    Disk d;
-    if (!find_disk(enc_id, port_id, d, true))
-        return -1;
-    if (d.type == PD_TYPE_SATA)
-        return ata_call(d);
-    if (d.type == PD_TYPE_SAS) {
-        ERR_TRACE(HAL_TRACE_CALL, "%s: have not implement.\n", who);
-        return -1;
-    }
-    return unknown_type(who, d.type);
-}
-
-}  // namespace
-
 extern "C" int PD_Set_Error_Recovery_Timer(int enc_id, int port_id, int is_write_timer, int timer) {
-    return error_timer_call(__func__, enc_id, port_id, [&](const Disk &d) {
-        return pd_sys_set_ata_error_timer(d.enc_sys_id, d.pd_sys_id, is_write_timer, timer);
-    });
+    // SCT error recovery control is an ATA feature; the SAS backend has no counterpart.
+    return by_type(
+        __func__, enc_id, port_id,
+        [&](const Disk &d) {
+            return pd_sys_set_ata_error_timer(d.enc_sys_id, d.pd_sys_id, is_write_timer, timer);
+        },
+        no_service(__func__, "have not implement."));
 }
 
 extern "C" int PD_Get_Error_Recovery_Timer(int enc_id, int port_id, int is_write_timer,
                                            int *timer_out) {
-    return error_timer_call(__func__, enc_id, port_id, [&](const Disk &d) {
-        return pd_sys_get_ata_error_timer(d.enc_sys_id, d.pd_sys_id, is_write_timer, timer_out);
-    });
+    return by_type(
+        __func__, enc_id, port_id,
+        [&](const Disk &d) {
+            return pd_sys_get_ata_error_timer(d.enc_sys_id, d.pd_sys_id, is_write_timer, timer_out);
+        },
+        no_service(__func__, "have not implement."));
 }
 
 extern "C" int PD_Get_SCSI_Self_Test_Status(int enc_id, int port_id, int *status_out,
                                             int *percent_out) {
-    Disk d;
-    if (!find_disk(enc_id, port_id, d, true))
-        return -1;
-    if (d.type == PD_TYPE_SAS)
-        return pd_sys_get_sas_self_test_progress(d.enc_sys_id, d.pd_sys_id, status_out,
-                                                 percent_out);
-    return unknown_type(__func__, d.type);
+    // A SATA disk's self test is read from its SMART data instead.
+    return by_type(
+        __func__, enc_id, port_id,
+        [who = __func__](const Disk &d) { return unknown_type(who, d.type); },
+        [&](const Disk &d) {
+            return pd_sys_get_sas_self_test_progress(d.enc_sys_id, d.pd_sys_id, status_out,
+                                                     percent_out);
+        });
 }
 
 extern "C" int PD_SMART_Get_Summary(int enc_id, int port_id, PD_SMART_SUMMARY *out) {
