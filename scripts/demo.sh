@@ -29,6 +29,11 @@ run disks-found root_usb
 run disks-found root_boot
 run disks-found root_cache
 
+# What the scan recorded: every enclosure's disks, one in full, and one probed afresh.
+run disks
+run disk 0 5
+run disk-probe sg0
+
 # Board settings kept in CMOS: power-loss policy and EuP.
 run cmos recovery
 run cmos eup

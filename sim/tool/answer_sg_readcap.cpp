@@ -6,16 +6,22 @@
 #include <string>
 #include <vector>
 
+#include "foundation/byte_order.h"
 #include "inq_description.h"
 #include "stand_in.h"
 
 namespace {
 
-std::string be(uint64_t v, int bytes) {
-    std::string out;
-    for (int i = bytes - 1; i >= 0; --i)
-        out += static_cast<char>((v >> (8 * i)) & 0xff);
-    return out;
+std::string be32(uint32_t v) {
+    uint8_t b[4];
+    nashal::store_be32(b, v);
+    return std::string(reinterpret_cast<const char *>(b), sizeof b);
+}
+
+std::string be64(uint64_t v) {
+    uint8_t b[8];
+    nashal::store_be64(b, v);
+    return std::string(reinterpret_cast<const char *>(b), sizeof b);
 }
 
 int answer_sg_readcap(const std::vector<std::string> &args) {
@@ -41,10 +47,11 @@ int answer_sg_readcap(const std::vector<std::string> &args) {
     uint64_t last = d.sectors - 1;
     std::string bytes;
     if (sixteen) {
-        bytes = be(last, 8) + be(d.block_size, 4) + std::string(20, '\0');
+        bytes = be64(last) + be32(d.block_size) + std::string(20, '\0');
     } else {
         // A device too large for 32 bits answers 0xFFFFFFFF: ask again with READ CAPACITY (16).
-        bytes = be(last > 0xFFFFFFFFull ? 0xFFFFFFFFull : last, 4) + be(d.block_size, 4);
+        bytes = be32(last > 0xFFFFFFFFull ? 0xFFFFFFFFu : static_cast<uint32_t>(last)) +
+                be32(d.block_size);
     }
     if (!raw) {
         printf(

@@ -190,26 +190,45 @@ int pd_write_conf(int enc_id, int port_id, PD_INFO *info) {
     return result;
 }
 
-int pd_remove_conf(int enc_id, int port_id, void *) {
+}  // extern "C"
+
+namespace {
+
+int remove_record(int enc_id, int port_id) {
     DiskRecord record(enc_id, port_id);
     char pd_sys_id[kValueLen];
     if (Ini_Conf_Get_Field(record.file, record.section, "pd_sys_id", pd_sys_id, sizeof pd_sys_id) <=
         0) {
-        ERR_TRACE(HAL_TRACE_WARN, "%s: can't retrieve %s value!\n", __func__, "pd_sys_id");
+        ERR_TRACE(HAL_TRACE_WARN, "%s: can't retrieve %s value!\n", "pd_remove_conf", "pd_sys_id");
         return 0;
     }
     char wwn[sizeof(PD_INFO::wwn)];
     if (PD_Get_WWN(enc_id, port_id, wwn, sizeof wwn) < 0)
-        ERR_TRACE(HAL_TRACE_WARN, "%s: can't retrieve wwn of (%d,%d)!\n", __func__, enc_id,
+        ERR_TRACE(HAL_TRACE_WARN, "%s: can't retrieve wwn of (%d,%d)!\n", "pd_remove_conf", enc_id,
                   port_id);
     else
         se_remove_pd_wwn_index(wwn);
     PdSysIdField field(pd_sys_id);
     if (Ini_Conf_Remove_Field(record.file, kIndex, field.name) < 0)
-        ERR_TRACE(HAL_TRACE_WARN, "%s: can't remove field %s!\n", __func__, field.name);
+        ERR_TRACE(HAL_TRACE_WARN, "%s: can't remove field %s!\n", "pd_remove_conf", field.name);
     if (Ini_Conf_Bitmap_Reset_Bit(record.file, kIndex, kPdBitmap, port_id) == 0)
         Ini_Conf_Remove_Section(record.file, record.section);
     return 0;
+}
+
+}  // namespace
+
+extern "C" {
+
+// Under the same write lock as pd_write_conf: a scan forgetting a disk and a hot-plug attach
+// recording it never interleave within one record.
+int pd_remove_conf(int enc_id, int port_id, void *) {
+    DiskRecord record(enc_id, port_id);
+    INI_CONF_LOCK *lock = Ini_Conf_Write_Lock_File(record.file);
+    int result = remove_record(enc_id, port_id);
+    if (lock)
+        Ini_Conf_Unlock_File(lock);
+    return result;
 }
 
 int PD_Get_Info(int enc_id, int port_id, PD_INFO *info) {

@@ -53,6 +53,7 @@ Output::Record pd_info_record(const PD_INFO &info, bool wwn_is_text) {
             Output::number("type", info.type),
             Output::number("speed", info.speed),
             Output::number("max_speed", info.max_speed),
+            Output::text("read_speed", text(info.read_speed, sizeof info.read_speed)),
             Output::text("vendor", text(info.vendor, sizeof info.vendor)),
             Output::text("model", text(info.model, sizeof info.model)),
             Output::text("serial_no", text(info.serial_no, sizeof info.serial_no)),
