@@ -19,6 +19,8 @@ class SmartCli : public ::testing::Test {
   protected:
     void SetUp() override {
         make_skeleton(board_.dir());
+        // A box with one SATA disk and a model file that describes nothing else.
+        ASSERT_TRUE(write_file(board_.dir() + "/etc/model.conf", "[System Enclosure]\n"));
         ASSERT_TRUE(write_file(board_.dir() + "/dev/sg2", ""));
         ASSERT_TRUE(describe_ata_disk(board_.dir(), "sg2", AtaDiskDesc{}));
         ASSERT_TRUE(describe_ata_smart(board_.dir(), "sg2", typical_hdd_smart()));
