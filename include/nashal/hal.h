@@ -15,6 +15,8 @@
 #include <nashal/pd_sys.h>
 #include <nashal/hal_pd.h>
 #include <nashal/pd_smart.h>
+#include <nashal/pic_sys.h>
+#include <nashal/mcu_sys.h>
 #include <nashal/net_sys.h>
 #include <nashal/hal_prt.h>
 
