@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "sim/devices.h"
+#include "sim/sata_smart_model.h"
 #include "sim/fs.h"
 
 namespace nashal::sim {
@@ -39,6 +40,15 @@ struct AtaCommandRow {
 constexpr uint8_t kPioIn = ata::protocol_byte(ata::kProtocolPioDataIn);
 constexpr uint8_t kInBlocks =
     ata::kFlagDirectionIn | ata::kFlagLengthInBlocks | ata::kFlagLengthInCount;
+constexpr uint8_t kOp = ata::kPassThrough16Opcode;
+constexpr uint8_t kNoData = ata::protocol_byte(ata::kProtocolNonData);
+constexpr uint8_t kPioOut = ata::protocol_byte(ata::kProtocolPioDataOut);
+constexpr uint8_t kCk = ata::kFlagCheckCondition;
+constexpr uint8_t kOutBlocks = kCk | ata::kFlagLengthInBlocks | ata::kFlagLengthInCount;
+constexpr uint8_t kMid = ata::kSmartLbaMid;
+constexpr uint8_t kHigh = ata::kSmartLbaHigh;
+constexpr uint8_t kSmart = ata::kCmdSmart;
+constexpr uint16_t kLbaLowVaries = 1u << offsetof(ata::PassThrough16, lba_low);
 
 const AtaCommandRow kAtaCommands[] = {
     {"IDENTIFY DEVICE",
@@ -49,6 +59,71 @@ const AtaCommandRow kAtaCommands[] = {
      ata::kIdentifyLen,
      0,
      answer_identify},
+    {"SMART READ DATA",
+     {kOp, kPioIn, kInBlocks, 0, ata::kSmartReadData, 0, 1, 0, 0, 0, kMid, 0, kHigh, 0, kSmart, 0},
+     0,
+     SG_DXFER_FROM_DEV,
+     smart::kSectorSize,
+     0,
+     answer_smart_read_data},
+    {"SMART READ THRESHOLDS",
+     {kOp, kPioIn, kInBlocks, 0, ata::kSmartReadThresholds, 0, 1, 0, 0, 0, kMid, 0, kHigh, 0,
+      kSmart, 0},
+     0,
+     SG_DXFER_FROM_DEV,
+     smart::kSectorSize,
+     0,
+     answer_smart_read_thresholds},
+    {"SMART ENABLE OPERATIONS",
+     {kOp, kNoData, kCk, 0, ata::kSmartEnable, 0, 0, 0, 0, 0, kMid, 0, kHigh, 0, kSmart, 0},
+     0,
+     SG_DXFER_NONE,
+     0,
+     0,
+     answer_smart_enable},
+    {"SMART DISABLE OPERATIONS",
+     {kOp, kNoData, kCk, 0, ata::kSmartDisable, 0, 0, 0, 0, 0, kMid, 0, kHigh, 0, kSmart, 0},
+     0,
+     SG_DXFER_NONE,
+     0,
+     0,
+     answer_smart_enable},
+    {"SMART RETURN STATUS",
+     {kOp, kNoData, kCk, 0, ata::kSmartReturnStatus, 0, 0, 0, 0, 0, kMid, 0, kHigh, 0, kSmart, 0},
+     0,
+     SG_DXFER_NONE,
+     0,
+     ata::kSenseBufferLen,
+     answer_smart_return_status},
+    {"SMART EXECUTE OFF-LINE IMMEDIATE",
+     {kOp, kNoData, kCk, 0, ata::kSmartExecuteOffline, 0, 0, 0, 0, 0, kMid, 0, kHigh, 0, kSmart, 0},
+     kLbaLowVaries,
+     SG_DXFER_NONE,
+     0,
+     ata::kSenseBufferLen,
+     answer_smart_execute_offline},
+    {"SMART WRITE LOG (SCT)",
+     {kOp, kPioOut, kOutBlocks, 0, ata::kSmartWriteLog, 0, 1, 0, 0xE0, 0, kMid, 0, kHigh, 0, kSmart,
+      0},
+     0,
+     SG_DXFER_TO_DEV,
+     smart::kSectorSize,
+     ata::kSenseBufferLen,
+     answer_sct_command},
+    {"CHECK POWER MODE",
+     {kOp, kNoData, kCk, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, ata::kCmdCheckPowerMode, 0},
+     0,
+     SG_DXFER_NONE,
+     0,
+     ata::kSenseBufferLen,
+     answer_check_power_mode},
+    {"STANDBY IMMEDIATE",
+     {kOp, kNoData, kCk, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, ata::kCmdStandbyImmediate, 0},
+     0,
+     SG_DXFER_NONE,
+     0,
+     ata::kSenseBufferLen,
+     answer_standby_immediate},
 };
 
 // The row of a request: same command and, for SMART, same sub-command.
