@@ -3,6 +3,8 @@
 // flash id, the wait for a block device, and sysfs that is not as it should be.
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -63,6 +65,16 @@ TEST_F(RootLookup, PortIsAHostOfItsOwnOnAtaControllersAndATargetOnSingleHostOnes
     EXPECT_EQ(lookup("B00:D31:F2", 2), "sg2") << "DEV_PORT is added to the lowest host";
     EXPECT_EQ(lookup("B00:D03:F0", 3), "sg21") << "with one host DEV_PORT is the target";
     EXPECT_EQ(lookup("B00:D03:F0", 1), "none") << "an empty bay";
+
+    // A port no controller has, as a model file mistyped by hand gives it: nothing is found,
+    // the log says why, and the host number doesn't wrap round to a real host.
+    for (int port : {2147483647, 65535 - 4 + 1, -1}) {
+        unlink("/var/log/hal_lib.log");
+        EXPECT_EQ(lookup("B00:D31:F2", port), "none") << "DEV_PORT = " << port;
+        EXPECT_NE(read_file("/var/log/hal_lib.log").find("get_sdev_host("), std::string::npos)
+            << "DEV_PORT = " << port << " out of range left no trace";
+    }
+    EXPECT_EQ(lookup("B00:D03:F0", 2147483647), "none") << "with one host it is a target number";
 }
 
 TEST_F(RootLookup, SwitchNeedsTheDownstreamPortOfTheSlot) {
