@@ -14,6 +14,7 @@
 
 #include "clock.h"
 #include "cmos_model.h"
+#include "net_model.h"
 #include "devices.h"
 #include "fs.h"
 
@@ -370,6 +371,7 @@ bool Appliance::activate() {
     devices_install();
     // The chips the board describes answer from the start, as on a box that was switched on.
     attach_described_cmos();
+    attach_network();
     active_ = true;
     return true;
 }

@@ -330,4 +330,39 @@ std::string SysfsTree::usb_interface(const std::string &device, int number, int 
     return path;
 }
 
+// --- Network ---
+
+std::string SysfsTree::net_interface(const std::string &device, const std::string &name,
+                                     const NetDesc &desc) {
+    std::string path =
+        device.empty() ? "/sys/devices/virtual/net/" + name : device + "/net/" + name;
+    attribute(path, "address", desc.mac + "\n");
+    attribute(path, "operstate", desc.up ? "up\n" : "down\n");
+    attribute(path, "speed", fmt("%d\n", desc.speed));
+    attribute(path, "flags", desc.up ? "0x1003\n" : "0x1002\n");
+    attribute(path, "type", "1\n");
+    // The kernel's own link text, which names the device.
+    if (!device.empty())
+        symlink_exact("../../../" + base_name(device), at(path + "/device"));
+    link(path, "/sys/class/net/" + name);
+    make_dirs(at("/sim"));
+    append_file(at("/sim/net.conf"),
+                fmt("%s %s phy %d\n", name.c_str(), desc.up ? "up" : "down", desc.phy));
+    return path;
+}
+
+// --- Printers ---
+
+std::string SysfsTree::usb_printer(const std::string &interface, int minor,
+                                   const std::string &device_id) {
+    attribute(interface, "ieee1284_id", device_id + "\n");
+    std::string name = fmt("lp%d", minor);
+    std::string path = interface + "/usbmisc/" + name;
+    attribute(path, "dev", fmt("%d:%d\n", kUsbMiscMajor, minor));
+    symlink_exact("../../../" + base_name(interface), at(path + "/device"));
+    link(path, "/sys/class/usbmisc/" + name);
+    dev_node("usb/" + name);
+    return path;
+}
+
 }  // namespace nashal::sim

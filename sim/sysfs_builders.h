@@ -86,6 +86,17 @@ struct UsbDesc {
     int maxchild = 0;           // > 0 makes it a hub (bDeviceClass 09)
 };
 
+// What a network interface shows in sysfs, and how the network emulator starts it.
+struct NetDesc {
+    std::string mac = "00:08:9b:00:00:01";  // "address"
+    bool up = true;                         // IFF_UP; "operstate" up or down
+    int speed = 1000;                       // "speed", Mb/s
+    int phy = 0;                            // PHY address ETHTOOL_GSET reports
+};
+
+// Character major of the USB class devices (usbmisc: printers are lp0, lp1, ...).
+constexpr int kUsbMiscMajor = 180;
+
 class SysfsTree {
   public:
     explicit SysfsTree(std::string root = "");
@@ -144,6 +155,21 @@ class SysfsTree {
     std::string usb_device(const std::string &parent_hub, int port, const UsbDesc &desc);
     // device/<name>:1.<number> with bInterfaceClass; /sys/bus/usb/devices link.
     std::string usb_interface(const std::string &device, int number, int interface_class);
+
+    // --- Network ---
+    // device/net/<name> with address, operstate, speed, flags, type and a device link, and
+    // /sys/class/net/<name>; with an empty device a virtual interface,
+    // /sys/devices/virtual/net/<name>. Adds the interface's line to /sim/net.conf (see
+    // sim/net_model.h). Returns the interface's folder.
+    std::string net_interface(const std::string &device, const std::string &name,
+                              const NetDesc &desc = {});
+
+    // --- Printers ---
+    // A USB printer class device on a printer interface (usb_interface(dev, 0, 7)):
+    // interface/usbmisc/lp<minor> (dev "180:<minor>"), /sys/class/usbmisc/lp<minor>,
+    // /dev/usb/lp<minor>, and the interface's ieee1284_id (the id without its two length
+    // bytes, as the printer driver shows it). Returns the class device's folder.
+    std::string usb_printer(const std::string &interface, int minor, const std::string &device_id);
 
     // --- Device nodes ---
     // /dev/<name> as a plain file (the appliance's stand-in for a node).

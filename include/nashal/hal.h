@@ -13,5 +13,7 @@
 #include <nashal/comm_ses.h>
 #include <nashal/comm_port.h>
 #include <nashal/pd_sys.h>
+#include <nashal/net_sys.h>
+#include <nashal/hal_prt.h>
 
 #endif /* NASHAL_HAL_H */

@@ -1,5 +1,5 @@
-// Stand-ins for the disk and printer registries, which replace these three functions (and this
-// file) when they land. Until then an enclosure attaches with no disks and no printers.
+// Stand-ins for the disk registry, which replaces these two functions (and this file) when it
+// lands. Until then an enclosure attaches with no disks.
 #include "registry/pending_scans.h"
 
 #include "nashal/hal_trace.h"
@@ -12,10 +12,5 @@ extern "C" int PD_Scan(int enc_id) {
 
 extern "C" int pd_detach_by_dev_id(int enc_id, int port_id) {
     ERR_TRACE(HAL_TRACE_DETAIL, "%s: no disk registry yet (%d, %d)\n", __func__, enc_id, port_id);
-    return 0;
-}
-
-extern "C" int PRT_Scan(void) {
-    ERR_TRACE(HAL_TRACE_DETAIL, "%s: no printer registry yet\n", __func__);
     return 0;
 }
