@@ -242,6 +242,30 @@ TEST_F(UsbKinds, ProductIdDecidesTheKindOfUsbEnclosure) {
         << "a listed expander with a PIC controller";
 }
 
+TEST_F(UsbKinds, KindChecksTraceUnderTheirOwnNamesAtTheirLevels) {
+    char id[32];
+    struct Case {
+        const char *line;
+        std::function<int()> call;
+        int result;
+    } cases[] = {
+        {R"(comm_sys_check_usb_expander_type\(\d+\):usb_bus = 2-5 can not find product)",
+         [] { return comm_sys_check_usb_expander_type("2-5", nullptr); }, -1},
+        {R"(se_sys_get_real_enc_sys_id\(\d+\): NAS not support this feature)",
+         [&] { return se_sys_get_real_enc_sys_id("root", id, sizeof id); }, -1},
+        {R"(comm_sys_check_usb_expander_type\(\d+\):System Error)",
+         [] {
+             remove_tree("/etc/model_ext.conf");
+             return comm_sys_check_usb_expander_type("2-1", nullptr);
+         },
+         0},
+    };
+    for (const Case &c : cases) {
+        EXPECT_EQ(c.call(), c.result) << c.line;
+        EXPECT_EQ(nashal::test::trace_level_fault(HAL_TRACE_ERROR, c.line, [&] { c.call(); }), "");
+    }
+}
+
 TEST_F(UsbKinds, WithoutExternalModelsEveryDeviceIsAPlainHub) {
     remove_tree("/etc/model_ext.conf");
     EXPECT_EQ(comm_sys_check_usb_expander_type("2-2", nullptr), 0);
