@@ -12,7 +12,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "bench/ratio_reporter.h"
+#include "bench/baseline.h"
 #include "nashal/pd_sys.h"
 #include "sim/appliance.h"
 #include "sim/fs.h"

@@ -6,8 +6,6 @@
 // pays it (it opens and locks the trace lock and looks for the trace configuration file), and it
 // costs about one read of a small file by itself.
 #include <benchmark/benchmark.h>
-#include <fcntl.h>
-#include <unistd.h>
 
 #include <cstdio>
 #include <cstring>
@@ -15,7 +13,7 @@
 #include <sstream>
 #include <string>
 
-#include "bench/ratio_reporter.h"
+#include "bench/baseline.h"
 #include "nashal/hal_se.h"
 #include "nashal/hal_trace.h"
 #include "nashal/se_sys.h"
@@ -43,15 +41,8 @@ void BM_SE_Scan(benchmark::State &state) {
 BENCHMARK(BM_SE_Scan)->Unit(benchmark::kMillisecond);
 
 void BM_ReadHalConfWhole(benchmark::State &state) {
-    static char buf[65536];
-    for (auto _ : state) {
-        int fd = open(HAL_CONF_FILE, O_RDONLY | O_CLOEXEC);
-        ssize_t total = 0, n;
-        while ((n = read(fd, buf, sizeof buf)) > 0)
-            total += n;
-        close(fd);
-        benchmark::DoNotOptimize(total);
-    }
+    for (auto _ : state)
+        benchmark::DoNotOptimize(nashal::bench::read_whole_file(HAL_CONF_FILE));
 }
 BENCHMARK(BM_ReadHalConfWhole);
 

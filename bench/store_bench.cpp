@@ -16,7 +16,7 @@
 #include <string>
 #include <vector>
 
-#include "bench/ratio_reporter.h"
+#include "bench/baseline.h"
 #include "foundation/ini_snapshot.h"
 #include "nashal/hal_trace.h"
 #include "nashal/ini_conf.h"
@@ -43,15 +43,8 @@ std::string store_file() {
 }
 
 void BM_ReadBaseline(benchmark::State &state) {
-    static char buf[65536];
-    for (auto _ : state) {
-        int fd = open(kConf, O_RDONLY | O_CLOEXEC);
-        ssize_t total = 0, n;
-        while ((n = read(fd, buf, sizeof buf)) > 0)
-            total += n;
-        close(fd);
-        benchmark::DoNotOptimize(total);
-    }
+    for (auto _ : state)
+        benchmark::DoNotOptimize(nashal::bench::read_whole_file(kConf));
 }
 BENCHMARK(BM_ReadBaseline);
 
@@ -134,7 +127,7 @@ int main(int argc, char **argv) {
     // No trace configuration file: the suppressed trace's open of it fails, as the baseline's.
     unlink("/var/log/hal_lib.log.conf");
 
-    // Repeated and interleaved (ratio_reporter.h), also so that a figure and its baseline see the
+    // Repeated and interleaved (baseline.h), also so that a figure and its baseline see the
     // same state of the file system: each change leaves a deleted file behind, which the next
     // file creation pays for.
     nashal::bench::RatioReporter reporter;

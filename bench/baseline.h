@@ -2,10 +2,12 @@
 // run, as a ratio. The reporter keeps each benchmark's time per iteration, real and CPU (the
 // median of the repetitions when there are several, else the single run), for the ratios printed
 // after the table.
-#ifndef NASHAL_BENCH_RATIO_REPORTER_H
-#define NASHAL_BENCH_RATIO_REPORTER_H
+#ifndef NASHAL_BENCH_BASELINE_H
+#define NASHAL_BENCH_BASELINE_H
 
 #include <benchmark/benchmark.h>
+#include <fcntl.h>
+#include <unistd.h>
 
 #include <map>
 #include <string>
@@ -68,6 +70,18 @@ inline void run_interleaved(int argc, char **argv, int repetitions, RatioReporte
     benchmark::Shutdown();
 }
 
+// The least a reader of a file can do, the baseline of every query: open it, read until a
+// read finds the end, close it. The number of bytes read.
+inline ssize_t read_whole_file(const char *path) {
+    static char buf[65536];
+    int fd = open(path, O_RDONLY | O_CLOEXEC);
+    ssize_t total = 0, n;
+    while ((n = read(fd, buf, sizeof buf)) > 0)
+        total += n;
+    close(fd);
+    return total;
+}
+
 }  // namespace nashal::bench
 
-#endif  // NASHAL_BENCH_RATIO_REPORTER_H
+#endif  // NASHAL_BENCH_BASELINE_H
