@@ -384,6 +384,21 @@ TEST_F(RootLookup, MalformedSysfsFailsWithoutACrash) {
     auto odd = t_.pci_function(root_, 0, 0, 5, 0, 0x020000);
     t_.scsi_device(t_.scsi_host(odd, 7), {7, 0, 0, 0}, ScsiDesc::disk(7, "", "ATA", "D"));
     EXPECT_EQ(get_physical_drive_port("sg7", &port, &sw), -1);
+
+    // A link whose address names a host far below the controller's: the port would be the
+    // difference, and no port of this controller can be made of it.
+    auto ahci2 = t_.pci_function(root_, 0, 0, 0x1f, 5, kPciClassAhci);
+    t_.scsi_device(t_.ahci_port(ahci2, 1, 4), {4, 0, 0, 0}, ScsiDesc::disk(8, "", "ATA", "D"));
+    symlink_exact(
+        "../../devices/pci0000:00/0000:00:1f.5/ata1/host4/target4:0:0/"
+        "-2147483648:0:0:0/scsi_generic/sg9",
+        "/sys/class/scsi_generic/sg9");
+    unlink("/var/log/hal_lib.log");
+    port = -7;
+    EXPECT_EQ(get_physical_drive_port("sg9", &port, &sw), -1);
+    EXPECT_EQ(port, -7);
+    EXPECT_NE(read_file("/var/log/hal_lib.log").find("get_physical_drive_port("), std::string::npos)
+        << "a host the controller can't have left no trace";
 }
 
 }  // namespace
