@@ -43,6 +43,12 @@ namespace nashal::enclosure {
 int decode_connector_page(const unsigned char *page, size_t length, const int *wanted,
                           int wanted_count, uint32_t *status, int max);
 
+// Offset of an element in a status page of `page_len` bytes, or -1 when the list doesn't
+// have it or a hostile configuration page places it (or any of its four bytes) past the
+// status bytes read. Every caller here goes through this bound.
+int bounded_element_offset(uint8_t type, int index, const uint32_t (*types)[2], int type_count,
+                           int page_len);
+
 // Page 0x82 answer: the address as 16 hexadecimal digits into `buffer`. 0 or -1.
 int decode_sas_address_page(const unsigned char *page, size_t length, char *buffer, int size);
 

@@ -38,13 +38,9 @@ struct StatusPage {
     // configuration page can place an element past the status bytes the tool gave: such an
     // element is missing too, never read or written past the page.
     unsigned char *element(uint8_t type, int index) {
-        int offset = 0;
-        if (comm_sys_get_ses_control_element_offset(type, index, types, type_count, &offset) != 0)
-            return nullptr;
-        if (offset < 0 ||
-            static_cast<size_t>(offset) + kSesElementLen > static_cast<size_t>(length))
-            return nullptr;
-        return bytes + offset;
+        int offset =
+            nashal::enclosure::bounded_element_offset(type, index, types, type_count, length);
+        return offset < 0 ? nullptr : bytes + offset;
     }
 
     void send(const char *enc_sys_id) { comm_sys_send_ses_enc_control(enc_sys_id, bytes, length); }

@@ -81,6 +81,16 @@ int decode_connector_page(const unsigned char *page, size_t length, const int *w
     return delivered;
 }
 
+int bounded_element_offset(uint8_t type, int index, const uint32_t (*types)[2], int type_count,
+                           int page_len) {
+    int offset = 0;
+    if (comm_sys_get_ses_control_element_offset(type, index, types, type_count, &offset) != 0 ||
+        offset < 0 || page_len < 0 ||
+        static_cast<size_t>(offset) + kSesElementLen > static_cast<size_t>(page_len))
+        return -1;
+    return offset;
+}
+
 int decode_sas_address_page(const unsigned char *page, size_t length, char *buffer, int size) {
     const int count = static_cast<int>(length) - static_cast<int>(kVendorPageHeaderLen);
     if (length < kVendorSasAddressOffset + kSasAddressLen || page[0] != kVendorSasAddressPage ||
@@ -215,20 +225,18 @@ int sas_expander_get_connector_status(const char *enc_sys_id, uint32_t *status, 
     for (int i = 0; i < type_count; ++i)
         if (types[i][0] == kSesTypeSasConnector)
             connectors = static_cast<int>(types[i][1]);
-    int offset = 0;
-    if (page_len < 0 || connectors == 0 ||
-        comm_sys_get_ses_control_element_offset(kSesTypeSasConnector, 1, types, type_count,
-                                                &offset) != 0) {
+    int offset = bounded_element_offset(kSesTypeSasConnector, 1, types, type_count, page_len);
+    if (page_len < 0 || connectors == 0 || offset < 0) {
         ERR_TRACE(HAL_TRACE_ERROR, "%s(%d): SYSTEM ERROR.\n", __func__, __LINE__);
         return -1;
     }
     int wanted[kMaxConnectors];
     int wanted_count = 0;
-    // A hostile configuration page can put the connectors past the status bytes read: those
+    // A hostile configuration page can put the connectors past the status bytes read: such
     // elements are not there to be looked at.
     for (int i = 0; i < connectors && wanted_count < kMaxConnectors; ++i) {
-        size_t at = static_cast<size_t>(offset) + kSesElementLen * static_cast<size_t>(i);
-        if (at + kSesElementLen > static_cast<size_t>(page_len))
+        int at = bounded_element_offset(kSesTypeSasConnector, i + 1, types, type_count, page_len);
+        if (at < 0)
             break;
         if ((page[at + kSesConnectorTypeByte] & kSesConnectorTypeMask) == kSesConnectorExternal)
             wanted[wanted_count++] = i;
