@@ -87,7 +87,9 @@ HALCTL_COMMAND(cmd_ses, "ses", "ENC_ID", "decode the SES elements of an attached
     if (comm_sys_check_is_sas_expander(sys_id) != 0)
         return halctl::failure(std::string(sys_id) + " is no SAS shelf");
     uint32_t types[SES_MAX_ELEMENT_TYPES][2] = {};
-    unsigned char page[SES_STATUS_PAGE_LEN] = {};
+    // Larger than the library's 256-byte control buffer: a 60-bay shelf's status page is
+    // longer, and an engineer should still see all of it here.
+    unsigned char page[1024] = {};
     int count = comm_sys_get_ses_enc_conf(sys_id, types, SES_MAX_ELEMENT_TYPES);
     int length = count < 0 ? -1 : comm_sys_get_ses_enc_status(sys_id, page, sizeof page);
     if (length < 0)
