@@ -412,7 +412,9 @@ class Checker {
                         "section again (first at line " + std::to_string(s.line) +
                             "): the library reads only the first",
                         true);
+                    // Its keys are never read: told once, here, not key by key.
                     current_ = nullptr;
+                    in_repeat_ = true;
                     return;
                 }
             in_repeat_ = false;
