@@ -5,6 +5,7 @@
 // firmware engineer uses. It only reads.
 #include <dlfcn.h>
 #include <strings.h>
+#include <sys/stat.h>
 
 #include <climits>
 #include <cstdlib>
@@ -163,6 +164,15 @@ Report follow_bay(const BayKind &kind, int bay, std::map<std::string, int> &clai
                ": the controller is missing or DEV_BUS is wrong");
         return r;
     }
+    // The lookup composes the function's path from its bus number alone: a function that is
+    // gone still gives a path, and only the host step fails. Say what is really missing.
+    struct stat st;
+    if (stat(path, &st) != 0) {
+        r.set("controller", std::string(path) + " (missing)");
+        r.fail(std::string("no PCI function ") + bus + " in domain " + std::to_string(domain) +
+               ": the controller is missing or DEV_BUS is wrong");
+        return r;
+    }
     r.set("controller", path);
     nashal::disk::append_platform_bridge(path, bridge[0] ? bridge : nullptr);
     if (nashal::disk::descend_to_controller(path, kind.bridge_and_switch, switch_port,
@@ -206,7 +216,7 @@ Report follow_bay(const BayKind &kind, int bay, std::map<std::string, int> &clai
     auto first = claimed.emplace(sg, bay);
     if (!first.second)
         r.fail(std::string(sg) + " is bay " + std::to_string(first.first->second) +
-               "'s disk too: DEV_PORT of one of the two bays is wrong");
+               "'s disk too: DEV_PORT or DEV_BUS of one of the two bays is wrong");
 
     // The way back: the enclosure and bay the disk's information collector will give it.
     char back[HAL_ID_LEN] = "";
@@ -224,7 +234,9 @@ Report follow_bay(const BayKind &kind, int bay, std::map<std::string, int> &clai
     else if (!bay_back || info.port_id != bay)
         r.fail(std::string(sg) + " maps back to bay " +
                (bay_back ? std::to_string(info.port_id) : std::string("none")) + ", not " +
-               std::to_string(bay) + ": MAX_DISK_NUM or a slot's keys disagree");
+               std::to_string(bay) +
+               (bay_back ? ": DEV_PORT or DEV_BUS of one of the two bays is wrong"
+                         : ": no bay within MAX_DISK_NUM names its port"));
     return r;
 }
 
