@@ -74,6 +74,20 @@ void SysfsTree::attribute(const std::string &dir, const std::string &name,
     write_file(at(dir + "/" + name), value);
 }
 
+void SysfsTree::sas_wire(const std::string &phy, const std::string &port) {
+    link(port, phy + "/port");
+    link(phy, port + phy.substr(phy.rfind('/')));
+}
+
+void SysfsTree::ata_device_class(const std::string &controller, int ata_port,
+                                 const std::string &cls) {
+    std::string name = "dev" + std::to_string(ata_port) + ".0";
+    std::string dev = controller + "/ata" + std::to_string(ata_port) + "/link" +
+                      std::to_string(ata_port) + "/" + name + "/ata_device/" + name;
+    attribute(dev, "class", cls + "\n");
+    link(dev, "/sys/class/ata_device/" + name);
+}
+
 void SysfsTree::link(const std::string &target, const std::string &link_path) {
     symlink_relative(at(target), at(link_path));
 }

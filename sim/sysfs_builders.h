@@ -140,6 +140,10 @@ class SysfsTree {
     // The number behind "port-" / "expander-" / "end_device-" of a path's last component.
     static std::string sas_suffix(const std::string &path);
 
+    // A phy's port link and the port's phy link, as libsas makes them when the phy joins the
+    // port (phy and port both built already).
+    void sas_wire(const std::string &phy, const std::string &port);
+
     // --- SCSI devices ---
     // parent/targetH:C:T/H:C:T:L with type, vendor, model, rev, generic -> scsi_generic/sgN
     // (dev "21:N"), block/sdX (dev "8:M", "65:M" from sdq on, as sd numbers them), class links, and
@@ -155,6 +159,11 @@ class SysfsTree {
     std::string usb_device(const std::string &parent_hub, int port, const UsbDesc &desc);
     // device/<name>:1.<number> with bInterfaceClass; /sys/bus/usb/devices link.
     std::string usb_interface(const std::string &device, int number, int interface_class);
+
+    // libata's class of the device on an AHCI port's host link ("pmp" for a port multiplier,
+    // "ata" for a disk): controller/ataN/linkN/devN.0/ata_device/devN.0/class, with its
+    // /sys/class/ata_device link.
+    void ata_device_class(const std::string &controller, int ata_port, const std::string &cls);
 
     // --- Network ---
     // device/net/<name> with address, operstate, speed, flags, type and a device link, and

@@ -27,15 +27,6 @@ std::string sd(int n) {
     return name;
 }
 
-// libata's class of the device on a port's host link: "pmp" for a port multiplier.
-void ata_device_class(SysfsTree &t, const std::string &controller, int ata, const char *cls) {
-    std::string link = controller + "/ata" + std::to_string(ata) + "/link" + std::to_string(ata);
-    std::string name = "dev" + std::to_string(ata) + ".0";
-    std::string dev = link + "/" + name + "/ata_device/" + name;
-    t.attribute(dev, "class", std::string(cls) + "\n");
-    symlink_relative(t.at(dev), t.at("/sys/class/ata_device/" + name));
-}
-
 // Eight SATA bays on the chipset's AHCI controller (bay 8 empty), an M.2 cache bay on an AHCI
 // controller behind a root port, two eSATA ports on a controller behind another root port (a
 // port multiplier with two disks on the first), and the USB ports: an on-board hub at root port
@@ -64,11 +55,11 @@ void x86_8bay(const std::string &dir) {
     auto esata_port = t.pci_bridge(root, 0, 0, 0x1c, 1, 3);
     auto esata = t.pci_function(esata_port, 0, 3, 0, 0, kPciClassAhci, 0x1b21, 0x0612);
     auto pmp_host = t.ahci_port(esata, 10, 9);
-    ata_device_class(t, esata, 10, "pmp");
+    t.ata_device_class(esata, 10, "pmp");
     disk(pmp_host, {9, 0, 0, 0}, "ST2000DM008-2FR1");
     disk(pmp_host, {9, 1, 0, 0}, "ST2000DM008-2FR1");
     auto direct_host = t.ahci_port(esata, 11, 10);
-    ata_device_class(t, esata, 11, "ata");
+    t.ata_device_class(esata, 11, "ata");
     disk(direct_host, {10, 0, 0, 0}, "ST4000VN008-2DR1");
 
     auto xhci = t.pci_function(root, 0, 0, 0x14, 0, kPciClassXhci, 0x8086, 0xa12f);
@@ -101,13 +92,6 @@ void x86_8bay(const std::string &dir) {
     storage(hub, 2, "480", 15, 1, 5);  // front port 2: a CD-ROM
 }
 
-// A phy's port link and the port's phy link, as libsas makes them.
-void sas_wire(SysfsTree &t, const std::string &phy, const std::string &port) {
-    auto slash = phy.rfind('/');
-    symlink_relative(t.at(port), t.at(phy + "/port"));
-    symlink_relative(t.at(phy), t.at(port + phy.substr(slash)));
-}
-
 // Twelve bays behind a PCIe switch on root port 00:01.0. Downstream port 0: a SAS HBA that
 // registers one SCSI host per port (bays 1-4, bay 3 empty). Downstream port 1: a SAS HBA with
 // one host and eight phys: phys 4-7 reach bays 5-8 directly, phys 0-3 form a wide port to the
@@ -134,7 +118,7 @@ void x86_pcie_sas(const std::string &dir) {
     auto host = t.sas_host(hba2, 4, 8, hba_addr);
     auto wide = t.sas_port(host, "port-4:0");
     for (int phy = 0; phy < 4; ++phy)
-        sas_wire(t, host + "/phy-4:" + std::to_string(phy), wide);
+        t.sas_wire(host + "/phy-4:" + std::to_string(phy), wide);
     auto exp = t.sas_expander(wide, "expander-4:0", 17, 0x500304800000007full);
     int target = 0;
     auto end_disk = [&](const std::string &port, int phy, bool ses) {
@@ -145,15 +129,15 @@ void x86_pcie_sas(const std::string &dir) {
     };
     for (int i = 0; i < 5; ++i) {
         auto port = t.sas_port(exp, "port-4:0:" + std::to_string(i));
-        sas_wire(t, exp + "/phy-4:0:" + std::to_string(8 + i), port);
+        t.sas_wire(exp + "/phy-4:0:" + std::to_string(8 + i), port);
         end_disk(port, 8 + i, false);
     }
     auto ses_port = t.sas_port(exp, "port-4:0:5");
-    sas_wire(t, exp + "/phy-4:0:16", ses_port);
+    t.sas_wire(exp + "/phy-4:0:16", ses_port);
     end_disk(ses_port, 16, true);
     for (int i = 0; i < 4; ++i) {
         auto port = t.sas_port(host, "port-4:" + std::to_string(1 + i));
-        sas_wire(t, host + "/phy-4:" + std::to_string(4 + i), port);
+        t.sas_wire(host + "/phy-4:" + std::to_string(4 + i), port);
         end_disk(port, 4 + i, false);
     }
 }
@@ -184,13 +168,13 @@ void x86_12bay_sas(const std::string &dir) {
     auto host = t.sas_host(sas, 0, 8, 0x500605b000001200ull);
     auto wide = t.sas_port(host, "port-0:0");
     for (int phy = 0; phy < 4; ++phy)
-        sas_wire(t, host + "/phy-0:" + std::to_string(phy), wide);
+        t.sas_wire(host + "/phy-0:" + std::to_string(phy), wide);
     auto exp = t.sas_expander(wide, "expander-0:0", 28, 0x500304800000127full);
     int port = 0;
     int target = 0;
     auto end_device = [&](int phy, const ScsiDesc &desc) {
         auto p = t.sas_port(exp, "port-0:0:" + std::to_string(port++));
-        sas_wire(t, exp + "/phy-0:0:" + std::to_string(phy), p);
+        t.sas_wire(exp + "/phy-0:0:" + std::to_string(phy), p);
         auto end = t.sas_end_device(p, 0x5000c50000001200ull + phy, phy);
         t.scsi_device(end, {0, 0, target++, 0}, desc);
     };

@@ -3,11 +3,15 @@
 // binary with -r, -rr and --raw as the library asks for them.
 #include <cstdio>
 #include <cstdint>
+#include <cstring>
 #include <sstream>
 #include <string>
 #include <vector>
 
 #include "../fs.h"
+#include "foundation/byte_order.h"
+#include "topology/ses_layout.h"
+#include "wire_bytes.h"
 #include "stand_in.h"
 
 namespace {
@@ -55,43 +59,50 @@ bool load(const std::string &node, InqDescription &d) {
     return true;
 }
 
-std::string padded(const std::string &text, size_t width) {
-    std::string out = text.substr(0, width);
-    out.resize(width, ' ');
-    return out;
-}
-
-std::string be64(uint64_t v) {
-    std::string out;
-    for (int i = 7; i >= 0; --i)
-        out += static_cast<char>((v >> (8 * i)) & 0xff);
-    return out;
-}
+using namespace nashal::topology;
+using nashal::sim::tool::bytes_of;
+using nashal::sim::tool::put_text;
 
 std::string vpd(int code, const std::string &body) {
-    std::string page(4, '\0');
-    page[1] = static_cast<char>(code);
-    page[2] = static_cast<char>((body.size() >> 8) & 0xff);
-    page[3] = static_cast<char>(body.size() & 0xff);
-    return page + body;
+    VpdHeader h{};
+    h.page_code = static_cast<uint8_t>(code);
+    nashal::store_be16(h.length_be, static_cast<uint16_t>(body.size()));
+    return bytes_of(h) + body;
 }
 
 std::string standard(const InqDescription &d) {
-    std::string page(8, '\0');
-    page[0] = static_cast<char>(d.type & 0x1f);
-    page[2] = 0x06;  // SPC-4
-    page[3] = 0x02;
-    page[4] = 31;                          // additional length of a 36-byte answer
-    page[6] = d.type == 13 ? 0x40 : 0x00;  // EncServ
-    return page + padded(d.vendor, 8) + padded(d.model, 16) + padded(d.rev, 4);
+    InquiryStandard inq{};
+    inq.peripheral = static_cast<uint8_t>(d.type & kInquiryTypeMask);
+    inq.version = 0x06;  // SPC-4
+    inq.response_format = 0x02;
+    inq.additional_length = static_cast<uint8_t>(sizeof inq - 5);
+    inq.flags6 = d.type == 13 ? kInquiryEncServ : 0;
+    put_text(inq.vendor, d.vendor);
+    put_text(inq.product, d.model);
+    put_text(inq.revision, d.rev);
+    return bytes_of(inq);
+}
+
+// A binary NAA designator of eight bytes, of the logical unit or, with the protocol valid, of
+// the SAS target port.
+std::string naa_designator(uint64_t naa, bool target_port) {
+    DesignatorHeader h{};
+    h.protocol_code_set =
+        static_cast<uint8_t>((target_port ? kDesigProtocolSas << 4 : 0) | kDesigCodeSetBinary);
+    h.flags = static_cast<uint8_t>(
+        (target_port ? kDesigPiv | kDesigAssocTargetPort : kDesigAssocLogicalUnit) | kDesigTypeNaa);
+    h.length = kSasAddressLen;
+    uint8_t value[kSasAddressLen];
+    nashal::store_be64(value, naa);
+    return bytes_of(h) + std::string(reinterpret_cast<const char *>(value), sizeof value);
 }
 
 std::string page_83(const InqDescription &d) {
     std::string body;
-    if (d.naa)  // logical unit, NAA
-        body += std::string{0x01, 0x03, 0x00, 0x08} + be64(d.naa);
-    if (d.sas_address)  // target port, SAS, NAA, PIV
-        body += std::string{0x61, static_cast<char>(0x93), 0x00, 0x08} + be64(d.sas_address);
+    if (d.naa)
+        body += naa_designator(d.naa, false);
+    if (d.sas_address)
+        body += naa_designator(d.sas_address, true);
     return vpd(0x83, body);
 }
 

@@ -3,6 +3,7 @@
 // sent with -c changes the described status of the selected elements, so a later read sees it.
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <map>
 #include <sstream>
 #include <string>
@@ -10,6 +11,9 @@
 #include <vector>
 
 #include "../fs.h"
+#include "foundation/byte_order.h"
+#include "topology/ses_layout.h"
+#include "wire_bytes.h"
 #include "stand_in.h"
 
 namespace {
@@ -76,53 +80,51 @@ void save(const std::string &node, const SesDescription &d) {
     nashal::sim::write_file(desc_path(node), out.str());
 }
 
-void put_be16(std::string &page, size_t at, size_t value) {
-    page[at] = static_cast<char>((value >> 8) & 0xff);
-    page[at + 1] = static_cast<char>(value & 0xff);
-}
+using namespace nashal::topology;
+using nashal::sim::tool::bytes_of;
+using nashal::sim::tool::put_text;
 
-void put_be32(std::string &page, size_t at, unsigned value) {
-    for (int i = 0; i < 4; ++i)
-        page[at + i] = static_cast<char>((value >> (24 - 8 * i)) & 0xff);
-}
-
-std::string padded(const std::string &text, size_t width) {
-    std::string out = text.substr(0, width);
-    out.resize(width, ' ');
-    return out;
+// The page header, its length counted once the page is whole.
+std::string finish_page(int code, unsigned generation, const std::string &body) {
+    SesPageHeader h{};
+    h.page_code = static_cast<uint8_t>(code);
+    nashal::store_be16(
+        h.length_be,
+        static_cast<uint16_t>(sizeof h - offsetof(SesPageHeader, generation_be) + body.size()));
+    nashal::store_be32(h.generation_be, generation);
+    return bytes_of(h) + body;
 }
 
 std::string config_page(const SesDescription &d) {
-    std::string page(8, '\0');
-    page[0] = 0x01;
-    put_be32(page, 4, d.generation);
-    // Enclosure descriptor: one process, subenclosure 0, 36 bytes of identity.
-    std::string enc(4, '\0');
-    enc[0] = 0x11;
-    enc[2] = static_cast<char>(d.types.size());
-    enc[3] = 36;
-    enc += std::string("\x50\x00\x00\x00\x00\x00\x00\x01", 8);  // logical identifier
-    enc += padded(d.vendor, 8) + padded(d.product, 16) + "0001";
-    page += enc;
-    for (auto &t : d.types)
-        page += std::string{static_cast<char>(t.first), static_cast<char>(t.second), 0, 0};
-    put_be16(page, 2, page.size() - 4);
-    return page;
+    // One enclosure descriptor: one process, subenclosure 0.
+    SesEnclosureDescriptor enc{};
+    enc.processes = 0x11;
+    enc.type_count = static_cast<uint8_t>(d.types.size());
+    enc.length = static_cast<uint8_t>(sizeof enc - kSesEncDescHeaderLen);
+    nashal::store_be64(enc.logical_id_be, 0x5000000000000001ull);
+    put_text(enc.vendor, d.vendor);
+    put_text(enc.product, d.product);
+    put_text(enc.revision, "0001");
+    std::string body = bytes_of(enc);
+    for (auto &t : d.types) {
+        SesTypeHeader h{};
+        h.type = static_cast<uint8_t>(t.first);
+        h.possible = static_cast<uint8_t>(t.second);
+        body += bytes_of(h);
+    }
+    return finish_page(0x01, d.generation, body);
 }
 
 std::string status_page(const SesDescription &d) {
-    std::string page(8, '\0');
-    page[0] = 0x02;
-    put_be32(page, 4, d.generation);
+    std::string body;
     for (auto &t : d.types) {
         for (int i = 0; i <= t.second; ++i) {
             auto it = d.status.find({t.first, i});
-            for (int b = 0; b < 4; ++b)
-                page += static_cast<char>(it == d.status.end() ? 0 : it->second[b]);
+            for (size_t b = 0; b < kSesElementLen; ++b)
+                body += static_cast<char>(it == d.status.end() ? 0 : it->second[b]);
         }
     }
-    put_be16(page, 2, page.size() - 4);
-    return page;
+    return finish_page(0x02, d.generation, body);
 }
 
 // sg_ses --raw (-r once): hexadecimal bytes as sg3_utils' hex dump without address or ASCII
@@ -150,16 +152,16 @@ std::string as_hex_text(const std::string &bytes) {
 // Applies a control page: each element with SELECT (bit 7 of byte 0) takes bytes 1 to 3 as
 // its new status bytes 1 to 3.
 void apply_control(SesDescription &d, const std::vector<int> &page) {
-    size_t pos = 8;
+    size_t pos = sizeof(SesPageHeader);
     for (auto &t : d.types) {
-        for (int i = 0; i <= t.second; ++i, pos += 4) {
-            if (pos + 4 > page.size())
+        for (int i = 0; i <= t.second; ++i, pos += kSesElementLen) {
+            if (pos + kSesElementLen > page.size())
                 return;
-            if (!(page[pos] & 0x80))
+            if (!(page[pos] & kSesElementSelect))
                 continue;
             auto &bytes = d.status[{t.first, i}];
-            bytes.resize(4, 0);
-            for (int b = 1; b < 4; ++b)
+            bytes.resize(kSesElementLen, 0);
+            for (size_t b = 1; b < kSesElementLen; ++b)
                 bytes[b] = page[pos + b] & 0xff;
         }
     }
@@ -201,7 +203,7 @@ int answer_sg_ses(const std::vector<std::string> &args) {
         std::string b;
         while (std::getline(in, b, ','))
             bytes.push_back(std::stoi(b, nullptr, 16));
-        if (page != 2 || bytes.size() < 8) {
+        if (page != 2 || bytes.size() < sizeof(SesPageHeader)) {
             fprintf(stderr, "sg_ses: bad control page\n");
             return 1;
         }

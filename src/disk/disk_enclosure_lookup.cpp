@@ -4,6 +4,7 @@
 // system bays, the eSATA ports and the cache bays.
 #include <cstdio>
 #include <cstring>
+#include <initializer_list>
 
 #include "disk/disk_model.h"
 #include "foundation/text.h"
@@ -22,35 +23,18 @@ extern "C" int check_usb_in_boot_enclosure(const char *dev_bus, const char *brid
         return -1;
     if (!bridge_bus)
         bridge_bus = "";
+    const UsbPlace place{0, dev_bus, bridge_bus, usb_layer, usb_port, link_speed};
+    const MainUnitEnclosure &boot = main_unit_enclosure(MainUnitKind::Boot);
     int32_t slots = 0;
-    if (!model_int("Boot Enclosure", "MAX_DISK_NUM", &slots))
+    if (!model_int(boot.section, boot.count_key, &slots))
         return -1;
     for (int n = 1; n <= slots; ++n) {
         char section[HAL_NAME_LEN];
-        snprintf(section, sizeof(section), "Boot Disk %d", n);
+        snprintf(section, sizeof(section), "%s %d", boot.slot_prefix, n);
+        // A port straight on the root hub only matches an entry with no hub in front, and a
+        // port behind a hub only one with the same number of hubs; the domain takes no part.
         bool found = visit_usb_entries(section, [&](const char *entry) {
-            char bus[kIdLen];
-            if (!model_text(entry, "DEV_BUS", bus))
-                return false;
-            int32_t in_hub = 0;
-            char bridge[kIdLen];
-            char ports[kIdLen];
-            model_int(entry, "IN_HUB", &in_hub);
-            model_text(entry, "DEV_BRIDGE_BUS", bridge);
-            // A port straight on the root hub only matches an entry with no hub in front, and
-            // a port behind a hub only one with a hub.
-            if ((usb_layer == 0) != (in_hub == 0))
-                return false;
-            if (!model_text(entry, "DEV_PORT", ports) &&
-                !model_text(entry,
-                            link_speed == PD_LINK_SPEED_USB_5G ? "DEV_PORT_SS" : "DEV_PORT_NS",
-                            ports))
-                return false;
-            for (int p; (p = comm_sys_get_each_usb_port(ports)) != 0;)
-                if (strcmp(bus, dev_bus) == 0 && p == usb_port && usb_layer == in_hub &&
-                    (bridge[0] == '\0' || strcmp(bridge, bridge_bus) == 0))
-                    return true;
-            return false;
+            return usb_slot_matches(entry, place, DomainCheck::Ignored);
         });
         if (found) {
             if (slot_out)
@@ -65,29 +49,18 @@ namespace {
 
 // Bays of an enclosure of the board that name this bus text and port. The domain takes no
 // part: boards with more than one PCI domain have never put bays on both.
-int disk_in_enclosure(const char *enclosure, const char *slot_name, const char *dev_bus,
-                      int dev_port, int pci_switch_port) {
+int disk_in_enclosure(MainUnitKind which, const char *dev_bus, int dev_port, int pci_switch_port) {
     if (!dev_bus)
         return -1;
+    const MainUnitEnclosure &kind = main_unit_enclosure(which);
     int32_t slots = 0;
-    if (!model_int(enclosure, "MAX_DISK_NUM", &slots))
+    if (!model_int(kind.section, kind.count_key, &slots))
         return -1;
     for (int n = 1; n <= slots; ++n) {
         char section[HAL_NAME_LEN];
-        snprintf(section, sizeof(section), "%s %d", slot_name, n);
-        char bus[kIdLen];
-        int32_t port = 0;
-        if (!model_text(section, "DEV_BUS", bus) || !model_int(section, "DEV_PORT", &port))
-            continue;
-        if (strcmp(bus, dev_bus) != 0 || port != dev_port)
-            continue;
-        if (pci_switch_port != -1) {
-            int32_t switch_port = -1;
-            model_int(section, "PCI_SWITCH_PORT", &switch_port);
-            if (switch_port != pci_switch_port)
-                continue;
-        }
-        return 0;
+        snprintf(section, sizeof(section), "%s %d", kind.slot_prefix, n);
+        if (bay_matches(section, {0, dev_bus, dev_port, pci_switch_port}, DomainCheck::Ignored))
+            return 0;
     }
     return -1;
 }
@@ -95,15 +68,15 @@ int disk_in_enclosure(const char *enclosure, const char *slot_name, const char *
 }  // namespace
 
 extern "C" int disk_in_system_enclosure(const char *dev_bus, int dev_port, int pci_switch_port) {
-    return disk_in_enclosure("System Enclosure", "System Disk", dev_bus, dev_port, pci_switch_port);
+    return disk_in_enclosure(MainUnitKind::System, dev_bus, dev_port, pci_switch_port);
 }
 
 extern "C" int disk_in_esata_enclosure(const char *dev_bus, int dev_port) {
-    return disk_in_enclosure("Esata Enclosure", "Esata Disk", dev_bus, dev_port, -1);
+    return disk_in_enclosure(MainUnitKind::Esata, dev_bus, dev_port, -1);
 }
 
 extern "C" int disk_in_cache_enclosure(const char *dev_bus, int dev_port) {
-    return disk_in_enclosure("Cache Enclosure", "Cache Disk", dev_bus, dev_port, -1);
+    return disk_in_enclosure(MainUnitKind::Cache, dev_bus, dev_port, -1);
 }
 
 namespace {
@@ -127,13 +100,13 @@ int usb_enclosure(const char *link, char *enc_sys_id_out) {
     if (speed == 0)
         return -1;
     if (check_usb_in_boot_enclosure(bus_text, bridge, layer, port, speed, nullptr) == 0) {
-        nashal::hal_copy(enc_sys_id_out, kIdLen, "root_boot");
+        nashal::hal_copy(enc_sys_id_out, kIdLen, main_unit_enclosure(MainUnitKind::Boot).id);
         return 0;
     }
     if (layer == 0 || ((layer == 1 || layer == 2) &&
                        comm_sys_get_root_usb_port_id(domain, bus_text, bridge, layer, port, speed,
                                                      nullptr) == 0)) {
-        nashal::hal_copy(enc_sys_id_out, kIdLen, "root_usb");
+        nashal::hal_copy(enc_sys_id_out, kIdLen, main_unit_enclosure(MainUnitKind::Usb).id);
         return 0;
     }
     char hub[kIdLen];
@@ -192,17 +165,13 @@ extern "C" int PD_Sys_Get_SE_Sys_Id(const char *pd_sys_id, char *enc_sys_id_out)
     int port = -1;
     int switch_port = -1;
     get_physical_drive_port(pd_sys_id, &port, &switch_port);
-    if (disk_in_system_enclosure(bus_text, port, switch_port) == 0) {
-        nashal::hal_copy(enc_sys_id_out, kIdLen, "root");
-        return 0;
-    }
-    if (disk_in_esata_enclosure(bus_text, port) == 0) {
-        nashal::hal_copy(enc_sys_id_out, kIdLen, "root_esata");
-        return 0;
-    }
-    if (disk_in_cache_enclosure(bus_text, port) == 0) {
-        nashal::hal_copy(enc_sys_id_out, kIdLen, "root_cache");
-        return 0;
+    // Only the system bays sit behind PCIe switches.
+    for (MainUnitKind bays : {MainUnitKind::System, MainUnitKind::Esata, MainUnitKind::Cache}) {
+        if (disk_in_enclosure(bays, bus_text, port,
+                              bays == MainUnitKind::System ? switch_port : -1) == 0) {
+            nashal::hal_copy(enc_sys_id_out, kIdLen, main_unit_enclosure(bays).id);
+            return 0;
+        }
     }
     if (strncmp(enc_sys_id_out, "sg", 2) == 0)
         return -2;

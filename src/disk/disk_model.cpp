@@ -1,4 +1,4 @@
-// Model file readers and list handling of the disk lookups.
+// List, path and USB link helpers of the disk lookups.
 #include "disk/disk_model.h"
 
 #include <cctype>
@@ -11,22 +11,6 @@
 #include "nashal/ini_conf.h"
 
 namespace nashal::disk {
-
-bool model_text(const char *section, const char *key, char (&out)[kIdLen]) {
-    out[0] = '\0';
-    if (Ini_Conf_Get_Field(kModelConf, section, key, out, kIdLen) > 0 && out[0] != '\0')
-        return true;
-    out[0] = '\0';
-    return false;
-}
-
-bool model_int(const char *section, const char *key, int32_t *out, int format) {
-    int32_t value = 0;
-    if (Ini_Conf_Get_Field_Int(kModelConf, section, key, &value, format) < 0)
-        return false;
-    *out = value;
-    return true;
-}
 
 bool list_store(char **list, int room, int *stored, const char *id) {
     if (!list || *stored < 0 || *stored >= room)

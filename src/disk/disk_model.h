@@ -7,36 +7,25 @@
 #include <cstdio>
 
 #include "nashal/hal_types.h"
+#include "topology/main_unit_kinds.h"
+#include "topology/model_file.h"
+#include "topology/slot_match.h"
 
 namespace nashal::disk {
 
-constexpr const char *kModelConf = "/etc/model.conf";
 constexpr int kPathLen = HAL_SYSFS_PATH_LEN;
 constexpr int kIdLen = HAL_ID_LEN;
 
-// A text key of section of /etc/model.conf into 32 bytes; false (and an empty text) when it is
-// missing or empty.
-bool model_text(const char *section, const char *key, char (&out)[kIdLen]);
-// An integer key; false when it is missing, and then *out keeps the caller's default.
-bool model_int(const char *section, const char *key, int32_t *out, int format = 0);
-
-// The model sections of one USB slot: the slot's own section, or, when it has "MULTI_DEVICE" = k,
-// its k entries "<section>-1" to "<section>-k" (a hub or card reader on one chassis port).
-// Calls visit(entry) for each until one returns true; true when one did.
-template <typename Visit>
-bool visit_usb_entries(const char *section, Visit visit) {
-    int32_t multi = 0;
-    model_int(section, "MULTI_DEVICE", &multi);
-    if (multi == 0)
-        return visit(section);
-    for (int m = 1; m <= multi; ++m) {
-        char entry[HAL_NAME_LEN + 16];
-        snprintf(entry, sizeof(entry), "%s-%d", section, m);
-        if (visit(static_cast<const char *>(entry)))
-            return true;
-    }
-    return false;
-}
+using topology::bay_matches;
+using topology::DomainCheck;
+using topology::main_unit_enclosure;
+using topology::MainUnitEnclosure;
+using topology::MainUnitKind;
+using topology::model_int;
+using topology::model_text;
+using topology::usb_slot_matches;
+using topology::UsbPlace;
+using topology::visit_usb_entries;
 
 // Appends a heap copy of id at list[*stored] when *stored < room; the copy is the caller's to
 // free. Returns true when it was stored.

@@ -192,39 +192,6 @@ extern "C" int disk_is_in_esata_port_multiplier(const char *enc_sys_id, const ch
     return targets > 1 ? 1 : 0;
 }
 
-namespace {
-
-struct SlotKind {
-    const char *count_section;
-    const char *count_key;
-    const char *slot_name;
-    bool usb;
-};
-
-// Does one USB entry of the model name the disk's place? The port list is "DEV_PORT", or the
-// list of the speed the disk runs at.
-bool usb_entry_matches(const char *section, const char *bus, const char *bridge, int layer,
-                       int port, int speed) {
-    char dev_bus[kIdLen];
-    if (!model_text(section, "DEV_BUS", dev_bus))
-        return false;
-    int32_t in_hub = 0;
-    char dev_bridge[kIdLen];
-    char ports[kIdLen];
-    model_int(section, "IN_HUB", &in_hub);
-    model_text(section, "DEV_BRIDGE_BUS", dev_bridge);
-    if (!model_text(section, "DEV_PORT", ports) &&
-        !model_text(section, speed == PD_LINK_SPEED_USB_5G ? "DEV_PORT_SS" : "DEV_PORT_NS", ports))
-        return false;
-    for (int p; (p = comm_sys_get_each_usb_port(ports)) != 0;)
-        if (strcmp(bus, dev_bus) == 0 && p == port && layer == in_hub &&
-            (dev_bridge[0] == '\0' || strcmp(dev_bridge, bridge) == 0))
-            return true;
-    return false;
-}
-
-}  // namespace
-
 extern "C" int get_pd_port_id(const char *enc_sys_id, const char *pd_sys_id, int physical_port,
                               int pci_switch_port, PD_INFO *pd_info) {
     if (!enc_sys_id || !pd_sys_id || !pd_info || !strstr(pd_sys_id, "sg"))
@@ -238,42 +205,35 @@ extern "C" int get_pd_port_id(const char *enc_sys_id, const char *pd_sys_id, int
                                             sizeof(bridge)) != 0)
         return -1;
 
-    SlotKind kind{};
-    if (strcmp(enc_sys_id, "root") == 0) {
-        kind = {"System Enclosure", "MAX_DISK_NUM", "System Disk", false};
-    } else if (strcmp(enc_sys_id, "root_usb") == 0) {
-        kind = {"Usb Enclosure", "MAX_PORT_NUM", "Usb Port", true};
-    } else if (strcmp(enc_sys_id, "root_esata") == 0) {
-        kind = {"Esata Enclosure", "MAX_DISK_NUM", "Esata Disk", false};
-    } else if (strcmp(enc_sys_id, "root_cache") == 0) {
-        kind = {"Cache Enclosure", "MAX_DISK_NUM", "Cache Disk", false};
-    } else if (strcmp(enc_sys_id, "root_boot") == 0) {
-        kind = {"Boot Enclosure", "MAX_DISK_NUM", "Boot Disk", false};
+    const MainUnitEnclosure *kind = main_unit_enclosure(enc_sys_id);
+    if (!kind)
+        return -1;
+    bool usb = kind->usb;
+    if (kind->kind == MainUnitKind::Pcie) {
+        // The disks of a PCIe slot enclosure are numbered by their port on the card.
+        pd_info->port_id = physical_port;
+        return 0;
+    }
+    if (kind->kind == MainUnitKind::Boot) {
         char type[kIdLen];
-        if (!model_text("Boot Enclosure", "DISK_DRV_TYPE", type))
+        if (!model_text(kind->section, "DISK_DRV_TYPE", type))
             return -1;
         int code = get_disk_drv_type(type);
         if (code == DISK_DRV_TYPE_USB) {
-            kind.usb = true;
+            usb = true;
         } else if (code != DISK_DRV_TYPE_ATA) {
             ERR_TRACE(HAL_TRACE_ERROR, "%s(%d):System Error\n", __func__, __LINE__);
             return -1;
         }
-    } else if (strncmp(enc_sys_id, "root_pcie_", 10) == 0) {
-        // The disks of a PCIe slot enclosure are numbered by their port on the card.
-        pd_info->port_id = physical_port;
-        return 0;
-    } else {
-        return -1;
     }
     int32_t slots = 0;
-    model_int(kind.count_section, kind.count_key, &slots);
+    model_int(kind->section, kind->count_key, &slots);
 
     char usb_bus[kIdLen] = "";
     int layer = 0;
     int speed = 0;
     bool speed_read = false;
-    if (kind.usb && usb_bus_from_path(link, usb_bus)) {
+    if (usb && usb_bus_from_path(link, usb_bus)) {
         layer = comm_sys_get_usb_layer(usb_bus);
         // Only a speed that can't be read passes the slots over: a disk faster than any code
         // (10 Gb/s) still has its place on a "DEV_PORT" or "DEV_PORT_NS" port.
@@ -282,28 +242,22 @@ extern "C" int get_pd_port_id(const char *enc_sys_id, const char *pd_sys_id, int
 
     for (int n = 1; n <= slots; ++n) {
         char section[HAL_NAME_LEN];
-        snprintf(section, sizeof(section), "%s %d", kind.slot_name, n);
-        if (kind.usb) {
+        snprintf(section, sizeof(section), "%s %d", kind->slot_prefix, n);
+        if (usb) {
             if (!speed_read)
                 continue;
+            // The slot of a USB disk is told without its PCI domain.
+            const UsbPlace place{domain, bus, bridge, layer, physical_port, speed};
             if (visit_usb_entries(section, [&](const char *entry) {
-                    return usb_entry_matches(entry, bus, bridge, layer, physical_port, speed);
+                    return usb_slot_matches(entry, place, DomainCheck::Ignored);
                 })) {
                 pd_info->port_id = n;
                 return 0;
             }
             continue;
         }
-        char dev_bus[kIdLen];
-        int32_t dev_port = 0;
-        if (!model_text(section, "DEV_BUS", dev_bus) || !model_int(section, "DEV_PORT", &dev_port))
-            continue;
-        int32_t dev_domain = 0;
-        int32_t switch_port = -1;
-        model_int(section, "DEV_DOMAIN", &dev_domain);
-        model_int(section, "PCI_SWITCH_PORT", &switch_port);
-        if (strcmp(bus, dev_bus) == 0 && dev_port == physical_port && dev_domain == domain &&
-            (pci_switch_port == -1 || switch_port == pci_switch_port)) {
+        if (bay_matches(section, {domain, bus, physical_port, pci_switch_port},
+                        DomainCheck::Compared)) {
             // A disk behind a port multiplier shares its port with others: the registry gives
             // it a number above the enclosure's bays.
             pd_info->port_id = disk_is_in_esata_port_multiplier(enc_sys_id, pd_sys_id) ? -1 : n;

@@ -84,7 +84,8 @@ void usb_entry(Found &f, const char *section, const UsbPlace &p, const char *bri
 void enumerate_system(Found &f, int slots) {
     for (int n = 1; n <= slots; ++n) {
         char section[HAL_NAME_LEN];
-        snprintf(section, sizeof(section), "System Disk %d", n);
+        snprintf(section, sizeof(section), "%s %d",
+                 main_unit_enclosure(MainUnitKind::System).slot_prefix, n);
         char bus[kIdLen];
         int32_t port = 0;
         if (!model_text(section, "DEV_BUS", bus) || !model_int(section, "DEV_PORT", &port))
@@ -105,7 +106,8 @@ void enumerate_system(Found &f, int slots) {
 void enumerate_esata(Found &f, int slots) {
     for (int n = 1; n <= slots; ++n) {
         char section[HAL_NAME_LEN];
-        snprintf(section, sizeof(section), "Esata Disk %d", n);
+        snprintf(section, sizeof(section), "%s %d",
+                 main_unit_enclosure(MainUnitKind::Esata).slot_prefix, n);
         char bus[kIdLen];
         int32_t port = 0;
         if (!model_text(section, "DEV_BUS", bus) || !model_int(section, "DEV_PORT", &port))
@@ -136,16 +138,17 @@ void enumerate_port_sections(Found &f, int slots, const char *name) {
 }
 
 void enumerate_boot(Found &f, int slots) {
+    const MainUnitEnclosure &boot = main_unit_enclosure(MainUnitKind::Boot);
     for (int n = 1; n <= slots; ++n) {
         int32_t max_disk = 0;
-        model_int("Boot Enclosure", "MAX_DISK_NUM", &max_disk);
+        model_int(boot.section, boot.count_key, &max_disk);
         if (n > max_disk)
             break;
         char type[kIdLen];
-        if (!model_text("Boot Enclosure", "DISK_DRV_TYPE", type))
+        if (!model_text(boot.section, "DISK_DRV_TYPE", type))
             continue;
         char section[HAL_NAME_LEN];
-        snprintf(section, sizeof(section), "Boot Disk %d", n);
+        snprintf(section, sizeof(section), "%s %d", boot.slot_prefix, n);
         switch (get_disk_drv_type(type)) {
             case DISK_DRV_TYPE_USB: {
                 UsbPlace p;
@@ -166,11 +169,11 @@ void enumerate_boot(Found &f, int slots) {
                 f.add(id);
                 // A flash device also goes through the ATA sections, and that ends the walk: only
                 // the first slot ever gives a flash id.
-                enumerate_port_sections(f, slots, "Boot Disk");
+                enumerate_port_sections(f, slots, boot.slot_prefix);
                 return;
             }
             case DISK_DRV_TYPE_ATA:
-                enumerate_port_sections(f, slots, "Boot Disk");
+                enumerate_port_sections(f, slots, boot.slot_prefix);
                 return;
             default:
                 continue;
@@ -181,7 +184,8 @@ void enumerate_boot(Found &f, int slots) {
 void enumerate_usb(Found &f, int slots) {
     for (int n = 1; n <= slots; ++n) {
         char section[HAL_NAME_LEN];
-        snprintf(section, sizeof(section), "Usb Port %d", n);
+        snprintf(section, sizeof(section), "%s %d",
+                 main_unit_enclosure(MainUnitKind::Usb).slot_prefix, n);
         visit_usb_entries(section, [&](const char *entry) {
             UsbPlace p;
             if (!model_text(entry, "DEV_BUS", p.bus))
@@ -200,9 +204,10 @@ void enumerate_usb(Found &f, int slots) {
 // slot enclosure: the card behind the slot is all of it.
 void enumerate_pcie(Found &f, const char *enc_sys_id) {
     char number[kIdLen];
-    nashal::hal_copy(number, enc_sys_id + strlen("root_pcie_"));
+    const MainUnitEnclosure &pcie = main_unit_enclosure(MainUnitKind::Pcie);
+    nashal::hal_copy(number, enc_sys_id + strlen(pcie.id));
     char section[HAL_NAME_LEN];
-    snprintf(section, sizeof(section), "System PCIE SLOT %d", atoi(number));
+    snprintf(section, sizeof(section), "%s %d", pcie.section, atoi(number));
     char slot_bus[kIdLen];
     if (!model_text(section, "DEV_BUS", slot_bus)) {
         printf("Get %s Field failed!\n", "DEV_BUS");
@@ -236,17 +241,28 @@ extern "C" int enumerate_pd_in_root_enclosure(const char *enc_sys_id, char **lis
         return 0;
     Found f{list, list ? list_size : 0};
     int slots = list_size;
-    if (strcmp(enc_sys_id, "root") == 0)
-        enumerate_system(f, slots);
-    else if (strcmp(enc_sys_id, "root_esata") == 0)
-        enumerate_esata(f, slots);
-    else if (strcmp(enc_sys_id, "root_cache") == 0)
-        enumerate_port_sections(f, slots, "Cache Disk");
-    else if (strcmp(enc_sys_id, "root_boot") == 0)
-        enumerate_boot(f, slots);
-    else if (strcmp(enc_sys_id, "root_usb") == 0)
-        enumerate_usb(f, slots);
-    else if (strncmp(enc_sys_id, "root_pcie_", 10) == 0)
-        enumerate_pcie(f, enc_sys_id);
+    const MainUnitEnclosure *kind = main_unit_enclosure(enc_sys_id);
+    if (!kind)
+        return f.result();
+    switch (kind->kind) {
+        case MainUnitKind::System:
+            enumerate_system(f, slots);
+            break;
+        case MainUnitKind::Esata:
+            enumerate_esata(f, slots);
+            break;
+        case MainUnitKind::Cache:
+            enumerate_port_sections(f, slots, kind->slot_prefix);
+            break;
+        case MainUnitKind::Boot:
+            enumerate_boot(f, slots);
+            break;
+        case MainUnitKind::Usb:
+            enumerate_usb(f, slots);
+            break;
+        case MainUnitKind::Pcie:
+            enumerate_pcie(f, enc_sys_id);
+            break;
+    }
     return f.result();
 }

@@ -4,12 +4,15 @@
 #include <cstring>
 
 #include "enclosure/enclosure_kinds.h"
-#include "enclosure/model_file.h"
 #include "foundation/text.h"
 #include "nashal/hal_trace.h"
 #include "nashal/se_sys.h"
+#include "topology/model_file.h"
 
 using namespace nashal::enclosure;
+using nashal::topology::kSystemEnclosure;
+using nashal::topology::model_int;
+using nashal::topology::model_text;
 
 extern "C" int se_sys_check_ECC_memory_installed(const char *enc_sys_id) {
     if (!is(enc_sys_id, "root"))
@@ -28,15 +31,12 @@ extern "C" int se_sys_get_display_name(const char *enc_sys_id, char *buffer, int
         buffer[0] != '\0')
         return 0;
     int32_t cap = 0;
-    if (!is(enc_sys_id, "root") || Ini_Conf_Get_Field_Int(SE_MODEL_CONF_FILE, kSystemEnclosure,
-                                                          "CAP", &cap, INI_CONF_HEX) <= 0)
+    if (!is(enc_sys_id, "root") || !model_int(kSystemEnclosure, "CAP", &cap, INI_CONF_HEX))
         return -1;
 
     char text[HAL_MODEL_LEN] = {};
-    bool display_model =
-        model_text(kSystemEnclosure, "DISPLAY_MODEL_NAME", text, sizeof text) > 0 &&
-        text[0] != '\0';
-    if (!display_model && model_text(kSystemEnclosure, "MODEL", text, sizeof text) <= 0)
+    bool display_model = model_text(kSystemEnclosure, "DISPLAY_MODEL_NAME", text);
+    if (!display_model && !model_text(kSystemEnclosure, "MODEL", text))
         return -1;
 
     // "XY-451U RP": head "XY-", tail "451U", suffix " RP".

@@ -4,11 +4,11 @@
 #include <cstring>
 
 #include "enclosure/enclosure_kinds.h"
-#include "enclosure/model_file.h"
 #include "enclosure/pending_kinds.h"
 #include "foundation/shell_command.h"
 #include "nashal/hal_trace.h"
 #include "nashal/se_sys.h"
+#include "topology/model_file.h"
 
 using namespace nashal::enclosure;
 
@@ -71,22 +71,12 @@ void trace_record(const ENC_INFO *info) {
 }
 
 int route_getinfo(const char *id, ENC_INFO *info) {
-    if (is(id, "root"))
-        return root_get_info(info);
-    if (is(id, "root_boot"))
-        return root_boot_get_info(info);
-    if (is(id, "root_usb"))
-        return root_usb_get_info(info);
-    if (is(id, "root_esata"))
-        return root_esata_get_info(info);
-    if (is(id, "root_cache"))
-        return root_cache_get_info(info);
+    if (const auto *row = nashal::topology::main_unit_enclosure(id))
+        return main_unit_get_info(*row, id, info);
     if (has_prefix(id, "usb"))
         return usb_expander_getinfo(id, info);
     if (is_sas(id))
         return sas_expander_getinfo(id, info);
-    if (has_prefix(id, "root_pcie_"))
-        return root_pcie_get_info(id, info);
     if (has_prefix(id, "i2c"))
         return thunderbolt_expander_getinfo(id, info);
     return -1;  // an unknown id: the caller tells of it
@@ -98,15 +88,20 @@ extern "C" int se_sys_enumerate(char **enc_sys_ids, unsigned int max_count) {
     if (!enc_sys_ids || max_count < 3)
         return 0;
     unsigned int count = 0;
-    append(enc_sys_ids, max_count, count, "root");
-    append(enc_sys_ids, max_count, count, "root_boot");
-    append(enc_sys_ids, max_count, count, "root_usb");
-
-    uint32_t cap = root_capability();
-    if (!(cap & CAP_NO_ESATA))
-        append(enc_sys_ids, max_count, count, "root_esata");
-    if (cap & CAP_CACHE_ENCLOSURE)
-        append(enc_sys_ids, max_count, count, "root_cache");
+    const uint32_t cap = nashal::topology::root_capability();
+    for (const auto &row : nashal::topology::kMainUnitEnclosures) {
+        // eSATA ports are there unless the board says otherwise; a cache bay only when it says
+        // so; PCIe slots are found below, one by one.
+        bool listed = true;
+        if (row.kind == nashal::topology::MainUnitKind::Esata)
+            listed = !(cap & CAP_NO_ESATA);
+        else if (row.kind == nashal::topology::MainUnitKind::Cache)
+            listed = cap & CAP_CACHE_ENCLOSURE;
+        else if (row.id_is_prefix)
+            listed = false;
+        if (listed)
+            append(enc_sys_ids, max_count, count, row.id);
+    }
 
     const unsigned int sas_first = count;
     const unsigned int sas_count =
@@ -116,7 +111,8 @@ extern "C" int se_sys_enumerate(char **enc_sys_ids, unsigned int max_count) {
         add(usb_expander_enumerate(rest(enc_sys_ids, max_count, count), room(max_count, count)));
     if (cap & CAP_PCIE_EXPANSION) {
         // Hexadecimal here, decimal in the root reader: "10" means 16 slots to look at.
-        int slots = model_int(kSystemEnclosure, "MAX_PCIE_SLOT", INI_CONF_HEX);
+        int slots = nashal::topology::model_int_or(nashal::topology::kSystemEnclosure,
+                                                   "MAX_PCIE_SLOT", 0, INI_CONF_HEX);
         // A mistyped count such as 7FFFFFFF would read the model file for hours; no board has
         // more slots than PCI has buses.
         if (slots > kMaxPcieSlots) {

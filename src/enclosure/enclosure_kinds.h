@@ -7,15 +7,14 @@
 
 #include "nashal/comm_ses.h"
 #include "nashal/hal_types.h"
+#include "topology/main_unit_kinds.h"
 
 namespace nashal::enclosure {
 
-int root_get_info(ENC_INFO *info);
-int root_boot_get_info(ENC_INFO *info);
-int root_usb_get_info(ENC_INFO *info);
-int root_esata_get_info(ENC_INFO *info);
-int root_cache_get_info(ENC_INFO *info);
-int root_pcie_get_info(const char *enc_sys_id, ENC_INFO *info);
+// ENC_INFO of an enclosure of the main unit, from the model file. A key that is missing leaves
+// its field 0 or empty; these readers never fail.
+int main_unit_get_info(const topology::MainUnitEnclosure &row, const char *enc_sys_id,
+                       ENC_INFO *info);
 
 uint32_t all_slots_bitmap(int max_disk_num);
 

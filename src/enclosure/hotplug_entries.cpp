@@ -25,9 +25,12 @@ bool usb_link_present(const char *name) {
 }
 
 int exist(const char *enc_sys_id) {
-    if (is(enc_sys_id, "root") || is(enc_sys_id, "root_usb") || is(enc_sys_id, "root_esata") ||
-        is(enc_sys_id, "root_cache"))
-        return 1;
+    // The boot device and the PCIe slots of the main unit are never reported as present.
+    if (const auto *row = nashal::topology::main_unit_enclosure(enc_sys_id))
+        return row->kind == nashal::topology::MainUnitKind::Boot ||
+                       row->kind == nashal::topology::MainUnitKind::Pcie
+                   ? 0
+                   : 1;
     if (has_prefix(enc_sys_id, "usb")) {
         const char *tag = strstr(enc_sys_id, "usb_");
         if (!tag) {
@@ -42,7 +45,7 @@ int exist(const char *enc_sys_id) {
         os_sleep(3);
         return usb_link_present(name) ? 1 : 0;
     }
-    // The boot device, PCIe slots and Thunderbolt enclosures are never reported as present.
+    // Thunderbolt enclosures are never reported as present.
     if (!is_sas(enc_sys_id))
         return 0;
     ENC_INFO scratch;

@@ -4,42 +4,103 @@
 #include <cstring>
 
 #include "enclosure/enclosure_kinds.h"
-#include "enclosure/model_file.h"
 #include "enclosure/pending_kinds.h"
 #include "nashal/hal_trace.h"
 #include "nashal/se_sys.h"
+#include "topology/model_file.h"
 
 using namespace nashal::enclosure;
 
 namespace {
 
-// A kind that has no such operation is a decision worth keeping in the log, not a fault.
-#define NOT_IMPLEMENTED(id)                                                                    \
-    (ERR_TRACE(HAL_TRACE_INFO, "%s(%d): enc_sys_id = %s not implement.\n", __func__, __LINE__, \
-               (id) ? (id) : "(null)"),                                                        \
-     -1)
+// A kind that has no such operation is a decision worth keeping in the log, not a fault. The
+// trace names the operation the caller called, also from the helpers shared by two of them.
+int not_implemented(const char *who, int line, const char *id) {
+    ERR_TRACE(HAL_TRACE_INFO, "%s(%d): enc_sys_id = %s not implement.\n", who, line,
+              id ? id : "(null)");
+    return -1;
+}
+#define NOT_IMPLEMENTED(id) not_implemented(__func__, __LINE__, id)
 
 // "LCM_DEV", "PIC_DEV", "MCU_DEV" of the main unit.
 int root_devname(const char *key, char *buffer, int size) {
     if (!buffer || size <= 0)
         return -1;
-    return model_text(kSystemEnclosure, key, buffer, size) > 0 ? 0 : -1;
+    return nashal::topology::model_text(nashal::topology::kSystemEnclosure, key, buffer,
+                                        static_cast<size_t>(size))
+               ? 0
+               : -1;
 }
+
+// What an enc_sys_id names, told once per call. Only an id that names a SCSI generic device can
+// be a SAS expander, and only for such an id is sysfs asked.
+enum class Kind { Root, Sas, UsbExpander, UsbOther, Thunderbolt, Other };
+
+Kind classify(const char *id) {
+    if (is(id, "root"))
+        return Kind::Root;
+    if (has_prefix(id, "usb_"))
+        return Kind::UsbExpander;
+    // "usb" with no "_" is no expander's id; some operations still count it as USB.
+    if (has_prefix(id, "usb"))
+        return Kind::UsbOther;
+    if (has_prefix(id, "i2c"))
+        return Kind::Thunderbolt;
+    if (is_sas(id))
+        return Kind::Sas;
+    return Kind::Other;
+}
+
+bool is_usb(Kind kind) {
+    return kind == Kind::UsbExpander || kind == Kind::UsbOther;
+}
+
+// Who serves an operation, by kind; a kind that isn't named has no such operation.
+struct Served {
+    Kind kind;
+    const char *what;
+};
+
+template <size_t N>
+const char *served_by(Kind kind, const Served (&rows)[N]) {
+    for (const Served &row : rows)
+        if (row.kind == kind)
+            return row.what;
+    return nullptr;
+}
+
+constexpr Served kSensors[] = {{Kind::Root, "root sensors"},
+                               {Kind::Sas, "SAS expander sensors"},
+                               {Kind::UsbExpander, "USB expander sensors"},
+                               {Kind::Thunderbolt, "Thunderbolt sensors"}};
+constexpr Served kFans[] = {{Kind::Root, "root fans"},
+                            {Kind::Sas, "SAS expander fans"},
+                            {Kind::UsbExpander, "USB expander fans"},
+                            {Kind::Thunderbolt, "Thunderbolt fans"}};
+constexpr Served kFanPwm[] = {{Kind::Root, "root fans"}, {Kind::Thunderbolt, "Thunderbolt fans"}};
+constexpr Served kStatusLed[] = {{Kind::Root, "root status LED"},
+                                 {Kind::UsbExpander, "USB expander status LED"},
+                                 {Kind::Thunderbolt, "Thunderbolt status LED"}};
+constexpr Served kLocateLed[] = {{Kind::Root, "root locate LED"},
+                                 {Kind::UsbExpander, "USB expander locate LED"},
+                                 {Kind::UsbOther, "USB expander locate LED"},
+                                 {Kind::Sas, "SAS expander locate LED"},
+                                 {Kind::Thunderbolt, "Thunderbolt locate LED"}};
+constexpr Served kBuzzer[] = {{Kind::Root, "root buzzer"},
+                              {Kind::UsbExpander, "USB expander buzzer"}};
+constexpr Served kSetBoardSn[] = {{Kind::Root, "board serial number"},
+                                  {Kind::UsbExpander, "USB expander serial number"}};
+constexpr Served kSasAddress[] = {{Kind::Root, "internal SAS address"},
+                                  {Kind::Sas, "SAS expander address"}};
 
 }  // namespace
 
 extern "C" int se_sys_get_temp(const char *id, int temp_index, double *temperature) {
     if (temperature)
         *temperature = 0;
-    if (is(id, "root"))
-        return not_built_yet(__func__, id, "root sensors");
-    if (is_sas(id))
-        return not_built_yet(__func__, id, "SAS expander sensors");
-    if (has_prefix(id, "usb_"))
-        return not_built_yet(__func__, id, "USB expander sensors");
-    if (has_prefix(id, "i2c"))
-        return not_built_yet(__func__, id, "Thunderbolt sensors");
     (void)temp_index;
+    if (const char *what = served_by(classify(id), kSensors))
+        return not_built_yet(__func__, id, what);
     return NOT_IMPLEMENTED(id);
 }
 
@@ -55,14 +116,8 @@ extern "C" int se_sys_get_fan_speed(const char *id, int fan_index, int *speed, i
     if (status)
         *status = 0;
     (void)fan_index;
-    if (is(id, "root"))
-        return not_built_yet(__func__, id, "root fans");
-    if (is_sas(id))
-        return not_built_yet(__func__, id, "SAS expander fans");
-    if (has_prefix(id, "usb_"))
-        return not_built_yet(__func__, id, "USB expander fans");
-    if (has_prefix(id, "i2c"))
-        return not_built_yet(__func__, id, "Thunderbolt fans");
+    if (const char *what = served_by(classify(id), kFans))
+        return not_built_yet(__func__, id, what);
     return NOT_IMPLEMENTED(id);
 }
 
@@ -70,14 +125,8 @@ extern "C" int se_sys_set_fan_speed(const char *id, int fan_index, int level) {
     (void)fan_index;
     if (level >= 8)
         return -1;
-    if (is(id, "root"))
-        return not_built_yet(__func__, id, "root fans");
-    if (is_sas(id))
-        return not_built_yet(__func__, id, "SAS expander fans");
-    if (has_prefix(id, "usb_"))
-        return not_built_yet(__func__, id, "USB expander fans");
-    if (has_prefix(id, "i2c"))
-        return not_built_yet(__func__, id, "Thunderbolt fans");
+    if (const char *what = served_by(classify(id), kFans))
+        return not_built_yet(__func__, id, what);
     ERR_TRACE(HAL_TRACE_INFO, "%s(%d):NOT implement\n", __func__, __LINE__);
     return -1;
 }
@@ -85,10 +134,8 @@ extern "C" int se_sys_set_fan_speed(const char *id, int fan_index, int level) {
 extern "C" int se_sys_set_fan_pwm(const char *id, int fan_index, int pwm) {
     (void)fan_index;
     (void)pwm;
-    if (is(id, "root"))
-        return not_built_yet(__func__, id, "root fans");
-    if (has_prefix(id, "i2c"))
-        return not_built_yet(__func__, id, "Thunderbolt fans");
+    if (const char *what = served_by(classify(id), kFanPwm))
+        return not_built_yet(__func__, id, what);
     ERR_TRACE(HAL_TRACE_INFO, "%s(%d):NOT implement\n", __func__, __LINE__);
     return -1;
 }
@@ -96,127 +143,119 @@ extern "C" int se_sys_set_fan_pwm(const char *id, int fan_index, int pwm) {
 extern "C" int se_sys_set_status_led(const char *id, int colour, int enable) {
     (void)colour;
     (void)enable;
-    if (is(id, "root"))
-        return not_built_yet(__func__, id, "root status LED");
-    if (has_prefix(id, "usb_"))
-        return not_built_yet(__func__, id, "USB expander status LED");
-    if (has_prefix(id, "i2c"))
-        return not_built_yet(__func__, id, "Thunderbolt status LED");
+    if (const char *what = served_by(classify(id), kStatusLed))
+        return not_built_yet(__func__, id, what);
     return NOT_IMPLEMENTED(id);
 }
 
 extern "C" int se_sys_blink_status_led(const char *id, int colour, int enable) {
     (void)colour;
     (void)enable;
-    if (is(id, "root"))
-        return not_built_yet(__func__, id, "root status LED");
-    if (has_prefix(id, "usb_"))
-        return not_built_yet(__func__, id, "USB expander status LED");
-    if (has_prefix(id, "i2c"))
-        return not_built_yet(__func__, id, "Thunderbolt status LED");
+    if (const char *what = served_by(classify(id), kStatusLed))
+        return not_built_yet(__func__, id, what);
     return NOT_IMPLEMENTED(id);
 }
 
 extern "C" int se_sys_set_ident_led(const char *id, int enable) {
     (void)enable;
-    if (is(id, "root"))
-        return not_built_yet(__func__, id, "root locate LED");
-    if (has_prefix(id, "usb"))
-        return not_built_yet(__func__, id, "USB expander locate LED");
-    if (is_sas(id))
-        return not_built_yet(__func__, id, "SAS expander locate LED");
-    if (has_prefix(id, "i2c"))
-        return not_built_yet(__func__, id, "Thunderbolt locate LED");
+    if (const char *what = served_by(classify(id), kLocateLed))
+        return not_built_yet(__func__, id, what);
     ERR_TRACE(HAL_TRACE_INFO, "%s(%d): NOT implement.\n", __func__, __LINE__);
     return -1;
 }
 
 extern "C" int se_sys_set_buzzer(const char *id, int mode) {
     (void)mode;
-    if (is(id, "root"))
-        return not_built_yet(__func__, id, "root buzzer");
-    if (has_prefix(id, "usb_"))
-        return not_built_yet(__func__, id, "USB expander buzzer");
+    if (const char *what = served_by(classify(id), kBuzzer))
+        return not_built_yet(__func__, id, what);
     return NOT_IMPLEMENTED(id);
 }
 
 extern "C" int se_sys_set_7_segment_led(const char *id, int value) {
-    if (is_sas(id)) {
-        if (value < 0 || value > 99)
+    switch (classify(id)) {
+        case Kind::Sas:
+            if (value < 0 || value > 99)
+                return -1;
+            return not_built_yet(__func__, id, "SAS expander display");
+        case Kind::Thunderbolt:
+            if (value < 0 || value > 9)
+                return -1;
+            return not_built_yet(__func__, id, "Thunderbolt display");
+        default:
+            ERR_TRACE(HAL_TRACE_INFO, "%s(%d): Not implemented\n", __func__, __LINE__);
             return -1;
-        return not_built_yet(__func__, id, "SAS expander display");
     }
-    if (has_prefix(id, "i2c")) {
-        if (value < 0 || value > 9)
-            return -1;
-        return not_built_yet(__func__, id, "Thunderbolt display");
-    }
-    ERR_TRACE(HAL_TRACE_INFO, "%s(%d): Not implemented\n", __func__, __LINE__);
-    return -1;
 }
 
 extern "C" int se_sys_get_power_supply_status(const char *id, int index, int *status) {
     (void)status;
     if (index != 1 && index != 2)
         return -1;
-    if (is(id, "root"))
+    Kind kind = classify(id);
+    if (kind == Kind::Root)
         return not_built_yet(__func__, id, "root power supplies");
-    if (has_prefix(id, "usb"))
+    if (is_usb(kind))
         return not_built_yet(__func__, id, "USB expander power supplies");
     // Anything else is taken to be a SAS enclosure, without asking.
     return not_built_yet(__func__, id, "SAS expander power supplies");
 }
 
 extern "C" int se_sys_get_board_sn(const char *id, char *buffer, int size) {
-    if (is(id, "root"))
-        return root_get_board_sn(buffer, size);
-    if (has_prefix(id, "usb_"))
-        return usb_expander_get_sn(id, buffer, size);
-    if (is_sas(id))
-        return not_built_yet(__func__, id, "SAS expander serial number");
-    return NOT_IMPLEMENTED(id);
+    switch (classify(id)) {
+        case Kind::Root:
+            return root_get_board_sn(buffer, size);
+        case Kind::UsbExpander:
+            return usb_expander_get_sn(id, buffer, size);
+        case Kind::Sas:
+            return not_built_yet(__func__, id, "SAS expander serial number");
+        default:
+            return NOT_IMPLEMENTED(id);
+    }
 }
 
 extern "C" int se_sys_set_board_sn(const char *id, const char *serial) {
     (void)serial;
-    if (is(id, "root"))
-        return not_built_yet(__func__, id, "board serial number");
-    if (has_prefix(id, "usb_"))
-        return not_built_yet(__func__, id, "USB expander serial number");
+    if (const char *what = served_by(classify(id), kSetBoardSn))
+        return not_built_yet(__func__, id, what);
     return -1;
 }
 
 extern "C" int se_sys_get_sas_addr(const char *id, char *buffer, int size) {
     (void)buffer;
     (void)size;
-    if (is(id, "root"))
-        return not_built_yet(__func__, id, "internal SAS address");
-    if (is_sas(id))
-        return not_built_yet(__func__, id, "SAS expander address");
+    if (const char *what = served_by(classify(id), kSasAddress))
+        return not_built_yet(__func__, id, what);
     return NOT_IMPLEMENTED(id);
 }
 
 extern "C" int se_sys_set_sas_addr(const char *id, const char *address) {
     (void)address;
-    if (is(id, "root"))
-        return not_built_yet(__func__, id, "internal SAS address");
-    if (is_sas(id))
-        return not_built_yet(__func__, id, "SAS expander address");
+    if (const char *what = served_by(classify(id), kSasAddress))
+        return not_built_yet(__func__, id, what);
     return NOT_IMPLEMENTED(id);
 }
+
+namespace {
+
+// Operations that only a SAS expander has; anything else gets `other`.
+int sas_only(const char *who, const char *id, const char *what, int other) {
+    if (classify(id) != Kind::Sas)
+        return other;
+    return not_built_yet(who, id, what);
+}
+
+}  // namespace
 
 extern "C" int se_sys_get_nickname(const char *id, char *buffer, int size) {
     (void)buffer;
     (void)size;
-    if (!is_sas(id))
-        return -1;
-    return not_built_yet(__func__, id, "SAS expander nickname");
+    return sas_only(__func__, id, "SAS expander nickname", -1);
 }
 
 extern "C" int se_sys_set_nickname(const char *id, const char *name) {
     if (!name || name[0] == '\0' || strlen(name) >= 33)
         return -1;
-    if (!is_sas(id))
+    if (classify(id) != Kind::Sas)
         return NOT_IMPLEMENTED(id);
     return not_built_yet(__func__, id, "SAS expander nickname");
 }
@@ -224,57 +263,58 @@ extern "C" int se_sys_set_nickname(const char *id, const char *name) {
 extern "C" int se_sys_get_connector_status(const char *id, uint32_t *status, int max) {
     (void)status;
     (void)max;
-    if (!is_sas(id))
+    if (classify(id) != Kind::Sas)
         return NOT_IMPLEMENTED(id);
     return not_built_yet(__func__, id, "SAS expander connectors");
 }
 
 extern "C" int se_sys_set_heartbeat(const char *id) {
-    if (!is_sas(id))
-        return -1;
-    return not_built_yet(__func__, id, "SAS expander heartbeat");
+    return sas_only(__func__, id, "SAS expander heartbeat", -1);
 }
 
 extern "C" int se_sys_set_reboot(const char *id) {
-    if (!is_sas(id))
-        return -1;
-    return not_built_yet(__func__, id, "SAS expander reboot");
+    return sas_only(__func__, id, "SAS expander reboot", -1);
 }
 
 extern "C" int se_sys_get_phy_link_state(const char *id, int direction, int *link_num, int *speed) {
     (void)direction;
     (void)link_num;
     (void)speed;
-    if (!is_sas(id))
-        return -1;
-    return not_built_yet(__func__, id, "SAS expander link state");
+    return sas_only(__func__, id, "SAS expander link state", -1);
 }
 
 extern "C" int se_sys_get_LCM_devname(const char *id, char *buffer, int size) {
-    if (has_prefix(id, "usb")) {
-        if (!strstr(id, "usb_"))
+    switch (classify(id)) {
+        case Kind::UsbExpander:
+            return not_built_yet(__func__, id, "USB expander panel display");
+        case Kind::UsbOther:
             return -1;
-        return not_built_yet(__func__, id, "USB expander panel display");
+        case Kind::Root:
+            return root_devname("LCM_DEV", buffer, size);
+        default:
+            return NOT_IMPLEMENTED(id);
     }
-    if (is(id, "root"))
-        return root_devname("LCM_DEV", buffer, size);
-    return NOT_IMPLEMENTED(id);
 }
 
-extern "C" int se_sys_get_PIC_devname(const char *id, char *buffer, int size) {
-    if (is(id, "root"))
-        return root_devname("PIC_DEV", buffer, size);
-    if (has_prefix(id, "usb"))
-        return not_built_yet(__func__, id, "USB expander controller");
-    ERR_TRACE(HAL_TRACE_ERROR, "%s(%d): System Error\n", __func__, __LINE__);
+namespace {
+
+// The controller of the main unit or of a USB expander; nothing else has one.
+int controller_devname(const char *who, const char *id, const char *key, char *buffer, int size) {
+    Kind kind = classify(id);
+    if (kind == Kind::Root)
+        return root_devname(key, buffer, size);
+    if (is_usb(kind))
+        return not_built_yet(who, id, "USB expander controller");
+    ERR_TRACE(HAL_TRACE_ERROR, "%s(%d): System Error\n", who, __LINE__);
     return -1;
+}
+
+}  // namespace
+
+extern "C" int se_sys_get_PIC_devname(const char *id, char *buffer, int size) {
+    return controller_devname(__func__, id, "PIC_DEV", buffer, size);
 }
 
 extern "C" int se_sys_get_MCU_devname(const char *id, char *buffer, int size) {
-    if (is(id, "root"))
-        return root_devname("MCU_DEV", buffer, size);
-    if (has_prefix(id, "usb"))
-        return not_built_yet(__func__, id, "USB expander controller");
-    ERR_TRACE(HAL_TRACE_ERROR, "%s(%d): System Error\n", __func__, __LINE__);
-    return -1;
+    return controller_devname(__func__, id, "MCU_DEV", buffer, size);
 }

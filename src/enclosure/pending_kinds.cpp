@@ -5,8 +5,8 @@
 #include <cstring>
 #include <initializer_list>
 
-#include "enclosure/model_file.h"
 #include "nashal/hal_trace.h"
+#include "topology/model_file.h"
 
 namespace nashal::enclosure {
 int not_built_yet(const char *who, const char *enc_sys_id, const char *branch) {
@@ -59,8 +59,8 @@ extern "C" int mcu_sys_start_monitor(const char *enc_sys_id, int) {
 extern "C" int root_get_board_sn(char *buffer, int size) {
     char method[HAL_ID_LEN] = {};
     if (!buffer || size <= 0 ||
-        nashal::enclosure::model_text(nashal::enclosure::kSystemEnclosure, "BOARD_SN_DEVICE",
-                                      method, sizeof method) <= 0)
+        !nashal::topology::model_text(nashal::topology::kSystemEnclosure, "BOARD_SN_DEVICE",
+                                      method))
         return -1;
     for (const char *known : {"NET", "PIC", "MCU", "BOOT"})
         if (strncmp(method, known, strlen(known)) == 0)

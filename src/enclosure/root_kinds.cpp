@@ -6,15 +6,21 @@
 #include <cstring>
 
 #include "enclosure/enclosure_kinds.h"
-#include "enclosure/model_file.h"
 #include "enclosure/pending_kinds.h"
 #include "foundation/raii.h"
 #include "foundation/text.h"
 #include "nashal/comm_path.h"
 #include "nashal/hal_trace.h"
 #include "nashal/se_sys.h"
+#include "topology/main_unit_kinds.h"
+#include "topology/model_file.h"
 
 namespace nashal::enclosure {
+
+using topology::kSystemEnclosure;
+using topology::model_int_or;
+using topology::model_text;
+using topology::root_capability;
 
 namespace {
 
@@ -25,10 +31,41 @@ void common_fields(ENC_INFO *info, const char *own) {
 }
 
 // Vendor, model and slot count of a plain sub-enclosure section.
-void vendor_model_disks(ENC_INFO *info, const char *section, const char *count_key) {
-    model_text(section, "VENDOR", info->vendor, sizeof info->vendor);
-    model_text(section, "MODEL", info->model, sizeof info->model);
-    info->max_disk_num = model_int(section, count_key, INI_CONF_DEC);
+void vendor_model_disks(ENC_INFO *info, const topology::MainUnitEnclosure &row) {
+    model_text(row.section, "VENDOR", info->vendor, sizeof info->vendor);
+    model_text(row.section, "MODEL", info->model, sizeof info->model);
+    info->max_disk_num = model_int_or(row.section, row.count_key, 0, INI_CONF_DEC);
+}
+
+int system_get_info(ENC_INFO *info) {
+    model_text(kSystemEnclosure, "VENDOR", info->vendor, sizeof info->vendor);
+    se_sys_get_display_name("root", info->model, sizeof info->model);
+    info->capability = root_capability() | CAP_INTERNAL;
+    info->protocol = ENC_PROTOCOL_ROOT;
+    info->max_disk_num = model_int_or(kSystemEnclosure, "MAX_DISK_NUM", 0, INI_CONF_DEC);
+    info->max_fan_num = model_int_or(kSystemEnclosure, "MAX_FAN_NUM", 0, INI_CONF_DEC);
+    info->max_temp_num = model_int_or(kSystemEnclosure, "MAX_TEMP_NUM", 0, INI_CONF_DEC);
+    info->max_pcie_num = model_int_or(kSystemEnclosure, "MAX_PCIE_SLOT", 0, INI_CONF_DEC);
+    info->max_nic_num = model_int_or(kSystemEnclosure, "INTERNAL_NET_PORT_NUM", 0, INI_CONF_DEC);
+    info->ss_max_channels = model_int_or(kSystemEnclosure, "SS_MAX_CHANNELS", 0, INI_CONF_DEC);
+    info->ss_free_channels = model_int_or(kSystemEnclosure, "SS_FREE_CHANNELS", 0, INI_CONF_DEC);
+    info->cache_port_bitmap = static_cast<uint32_t>(
+        model_int_or(kSystemEnclosure, "SYSTEM_DISK_CACHEABLE_BITMAP", 0, INI_CONF_HEX));
+    // With a PIC the serial number comes through the controller, once its monitor runs.
+    if (!(info->capability & CAP_PIC))
+        root_get_board_sn(info->serial, sizeof info->serial);
+    return 0;
+}
+
+int pcie_get_info(const char *enc_sys_id, const topology::MainUnitEnclosure &row, ENC_INFO *info) {
+    // The slot number is taken as it stands behind the id's prefix.
+    char section[HAL_NAME_LEN];
+    snprintf(section, sizeof section, "%s %s", row.section, enc_sys_id + strlen(row.id));
+    info->capability = CAP_INTERNAL;
+    info->protocol = ENC_PROTOCOL_PCIE;
+    info->max_disk_num = get_pcie_port_max_disknum(section);
+    info->cache_port_bitmap = all_slots_bitmap(info->max_disk_num);
+    return 0;
 }
 
 }  // namespace
@@ -41,68 +78,36 @@ uint32_t all_slots_bitmap(int max_disk_num) {
     return base - 2u;
 }
 
-int root_get_info(ENC_INFO *info) {
-    common_fields(info, "root");
-    model_text(kSystemEnclosure, "VENDOR", info->vendor, sizeof info->vendor);
-    se_sys_get_display_name("root", info->model, sizeof info->model);
-    info->capability = root_capability() | CAP_INTERNAL;
-    info->protocol = ENC_PROTOCOL_ROOT;
-    info->max_disk_num = model_int(kSystemEnclosure, "MAX_DISK_NUM", INI_CONF_DEC);
-    info->max_fan_num = model_int(kSystemEnclosure, "MAX_FAN_NUM", INI_CONF_DEC);
-    info->max_temp_num = model_int(kSystemEnclosure, "MAX_TEMP_NUM", INI_CONF_DEC);
-    info->max_pcie_num = model_int(kSystemEnclosure, "MAX_PCIE_SLOT", INI_CONF_DEC);
-    info->max_nic_num = model_int(kSystemEnclosure, "INTERNAL_NET_PORT_NUM", INI_CONF_DEC);
-    info->ss_max_channels = model_int(kSystemEnclosure, "SS_MAX_CHANNELS", INI_CONF_DEC);
-    info->ss_free_channels = model_int(kSystemEnclosure, "SS_FREE_CHANNELS", INI_CONF_DEC);
-    info->cache_port_bitmap = static_cast<uint32_t>(
-        model_int(kSystemEnclosure, "SYSTEM_DISK_CACHEABLE_BITMAP", INI_CONF_HEX));
-    // With a PIC the serial number comes through the controller, once its monitor runs.
-    if (!(info->capability & CAP_PIC))
-        root_get_board_sn(info->serial, sizeof info->serial);
-    return 0;
-}
-
-int root_boot_get_info(ENC_INFO *info) {
-    common_fields(info, "root_boot");
-    vendor_model_disks(info, "Boot Enclosure", "MAX_DISK_NUM");
-    info->protocol = ENC_PROTOCOL_BOOT;
-    return 0;
-}
-
-int root_usb_get_info(ENC_INFO *info) {
-    common_fields(info, "root_usb");
-    vendor_model_disks(info, "Usb Enclosure", "MAX_PORT_NUM");
-    info->protocol = ENC_PROTOCOL_USB;
-    return 0;
-}
-
-int root_esata_get_info(ENC_INFO *info) {
-    common_fields(info, "root_esata");
-    vendor_model_disks(info, "Esata Enclosure", "MAX_DISK_NUM");
-    info->capability = static_cast<uint32_t>(model_int("Esata Enclosure", "CAP", INI_CONF_HEX));
-    info->protocol = ENC_PROTOCOL_SATA;
-    return 0;
-}
-
-int root_cache_get_info(ENC_INFO *info) {
-    common_fields(info, "root_cache");
-    vendor_model_disks(info, "Cache Enclosure", "MAX_DISK_NUM");
-    info->capability = CAP_INTERNAL;
-    info->protocol = ENC_PROTOCOL_SATA;
-    info->cache_port_bitmap = all_slots_bitmap(info->max_disk_num);
-    return 0;
-}
-
-int root_pcie_get_info(const char *enc_sys_id, ENC_INFO *info) {
+int main_unit_get_info(const topology::MainUnitEnclosure &row, const char *enc_sys_id,
+                       ENC_INFO *info) {
     common_fields(info, enc_sys_id);
-    // The slot number is taken as it stands behind "root_pcie_".
-    char section[HAL_NAME_LEN];
-    snprintf(section, sizeof section, "System PCIE SLOT %s", enc_sys_id + 10);
-    info->capability = CAP_INTERNAL;
-    info->protocol = ENC_PROTOCOL_PCIE;
-    info->max_disk_num = get_pcie_port_max_disknum(section);
-    info->cache_port_bitmap = all_slots_bitmap(info->max_disk_num);
-    return 0;
+    switch (row.kind) {
+        case topology::MainUnitKind::System:
+            return system_get_info(info);
+        case topology::MainUnitKind::Boot:
+            vendor_model_disks(info, row);
+            info->protocol = ENC_PROTOCOL_BOOT;
+            return 0;
+        case topology::MainUnitKind::Usb:
+            vendor_model_disks(info, row);
+            info->protocol = ENC_PROTOCOL_USB;
+            return 0;
+        case topology::MainUnitKind::Esata:
+            vendor_model_disks(info, row);
+            info->capability =
+                static_cast<uint32_t>(model_int_or(row.section, "CAP", 0, INI_CONF_HEX));
+            info->protocol = ENC_PROTOCOL_SATA;
+            return 0;
+        case topology::MainUnitKind::Cache:
+            vendor_model_disks(info, row);
+            info->capability = CAP_INTERNAL;
+            info->protocol = ENC_PROTOCOL_SATA;
+            info->cache_port_bitmap = all_slots_bitmap(info->max_disk_num);
+            return 0;
+        case topology::MainUnitKind::Pcie:
+            return pcie_get_info(enc_sys_id, row, info);
+    }
+    return -1;
 }
 
 }  // namespace nashal::enclosure
@@ -142,8 +147,7 @@ int count_disks_on_bus(const char *who, const char *dev_bus, bool skip_expanders
 // enumeration of a slot's disks, paths through an expander are counted too.
 extern "C" int get_pcie_port_max_disknum(const char *section) {
     char dev_bus[HAL_ID_LEN] = {};
-    if (!section ||
-        nashal::enclosure::model_text(section, "DEV_BUS", dev_bus, sizeof dev_bus) <= 0) {
+    if (!section || !nashal::topology::model_text(section, "DEV_BUS", dev_bus)) {
         printf("Get Field failed!\n");
         return 0;
     }
@@ -155,10 +159,11 @@ extern "C" int get_pcie_port_max_disknum(const char *section) {
 // count. 1 when the slot has disks (its id is stored while there is room), 0 when it has none
 // or no "DEV_BUS", -1 when the SCSI generic class can't be read.
 extern "C" int pcie_disk_enumerate(char **enc_sys_ids, unsigned int max_count, int slot) {
+    const auto &row = nashal::topology::main_unit_enclosure(nashal::topology::MainUnitKind::Pcie);
     char section[HAL_NAME_LEN];
-    snprintf(section, sizeof section, "System PCIE SLOT %d", slot);
+    snprintf(section, sizeof section, "%s %d", row.section, slot);
     char dev_bus[HAL_ID_LEN] = {};
-    if (nashal::enclosure::model_text(section, "DEV_BUS", dev_bus, sizeof dev_bus) <= 0)
+    if (!nashal::topology::model_text(section, "DEV_BUS", dev_bus))
         return 0;
     int count = count_disks_on_bus(__func__, dev_bus, true);
     if (count < 0)
@@ -167,7 +172,7 @@ extern "C" int pcie_disk_enumerate(char **enc_sys_ids, unsigned int max_count, i
         return 0;
     if (enc_sys_ids && max_count > 0) {
         char id[HAL_ID_LEN];
-        snprintf(id, sizeof id, "root_pcie_%d", slot);
+        snprintf(id, sizeof id, "%s%d", row.id, slot);
         enc_sys_ids[0] = strdup(id);
     }
     return 1;

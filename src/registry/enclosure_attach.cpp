@@ -15,6 +15,7 @@
 #include "nashal/se_sys.h"
 #include "registry/pending_scans.h"
 #include "registry/registry_files.h"
+#include "topology/main_unit_kinds.h"
 
 using namespace nashal::registry;
 
@@ -154,11 +155,12 @@ extern "C" int se_write_conf(int enc_id, ENC_INFO *info) {
 extern "C" int se_acquire_id(const char *enc_sys_id, int *enc_id, const ENC_INFO *info) {
     if (!enc_sys_id || !enc_id || !info)
         return -1;
+    // The capability's CAP_INTERNAL bit, not the id, tells an enclosure of the main unit.
     int start = 0;
-    if (static_cast<int32_t>(info->capability) >= 0)
-        start = 32;
-    else if (strcmp(enc_sys_id, "root_cache") == 0 || strncmp(enc_sys_id, "root_pcie_", 10) == 0)
-        start = 23;
+    if (!(info->capability & CAP_INTERNAL))
+        start = nashal::topology::kExternalFirstId;
+    else if (const auto *row = nashal::topology::main_unit_enclosure(enc_sys_id))
+        start = row->first_id;
     int result =
         Ini_Conf_Bitmap_Get_Next_Free_Bit(SE_ENC_MAP_FILE, kIndex, kEncBitmap, enc_id, start, 1);
     if (result != 0)

@@ -13,11 +13,10 @@
 #include "nashal/ini_conf.h"
 #include "os/os_seam.h"
 #include "topology/cmos_settings.h"
+#include "topology/model_file.h"
 
 namespace {
 
-constexpr const char *kModelConf = "/etc/model.conf";
-constexpr const char *kModelSection = "System Enclosure";
 constexpr const char *kPowerStoreKey = "PWR_RECOVERY_CMOS_STORE";
 constexpr const char *kC2fStoreKey = "C2F_CMOS_STORE";
 
@@ -38,7 +37,7 @@ struct CmosStore {
 // 8 bits, such a value would land on some other port or byte (10070 on the real CMOS at 70).
 bool read_cmos_store(const char *key, CmosStore &store) {
     char value[HAL_ID_LEN] = {};
-    if (Ini_Conf_Get_Field(kModelConf, kModelSection, key, value, sizeof(value)) < 0)
+    if (!nashal::topology::model_text(nashal::topology::kSystemEnclosure, key, value))
         return false;
     const char *comma = std::strchr(value, ',');
     if (!comma)

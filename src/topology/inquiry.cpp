@@ -7,6 +7,7 @@
 #include <new>
 #include <vector>
 
+#include "foundation/byte_order.h"
 #include "foundation/raii.h"
 #include "foundation/shell_command.h"
 #include "foundation/text.h"
@@ -100,8 +101,7 @@ int comm_sys_get_sas_target_port_address(const char *sg_name, unsigned char *add
     unsigned char header[kVpdHeaderLen];
     if (fread(header, 1, sizeof header, pipe.get()) != sizeof header)
         return -1;
-    size_t length =
-        (static_cast<size_t>(header[kVpdPageLengthOffset]) << 8) | header[kVpdPageLengthOffset + 1];
+    size_t length = nashal::load_be16(header + kVpdPageLengthOffset);
     std::unique_ptr<unsigned char[]> data(new (std::nothrow) unsigned char[length + 1]);
     if (!data) {
         ERR_TRACE(HAL_TRACE_ERROR, "%s(%d):System Error\n", __func__, __LINE__);

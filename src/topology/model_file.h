@@ -7,13 +7,14 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "nashal/comm_model.h"
 #include "nashal/ini_conf.h"
 #include "nashal/se_sys.h"
 
 namespace nashal::topology {
 
 constexpr const char *kModelConf = SE_MODEL_CONF_FILE;
-constexpr const char *kModelExtConf = "/etc/model_ext.conf";
+constexpr const char *kModelExtConf = COMM_MODEL_EXT_CONF;
 constexpr const char *kSystemEnclosure = "System Enclosure";
 constexpr const char *kInternalSas = "System Internal SAS";
 

@@ -21,7 +21,7 @@ namespace {
 // "CAP" of the main unit, read afresh each time; false when unreadable.
 bool read_cap(uint32_t *cap) {
     int32_t value = 0;
-    if (Ini_Conf_Get_Field_Int(kModelConf, kSystemEnclosure, "CAP", &value, INI_CONF_HEX) < 0)
+    if (!model_int(kSystemEnclosure, "CAP", &value, INI_CONF_HEX))
         return false;
     *cap = static_cast<uint32_t>(value);
     return true;
@@ -64,10 +64,10 @@ int comm_sys_check_sas_expander_sanity(const char *sg_name) {
         return -1;
     }
     char dev_bus[HAL_ID_LEN] = {};
-    if (Ini_Conf_Get_Field(kModelConf, kInternalSas, "DEV_BUS", dev_bus, sizeof dev_bus) < 0)
+    if (!model_text(kInternalSas, "DEV_BUS", dev_bus))
         return -1;
     int32_t dev_domain = 0;  // read, as the model file names it, but not compared
-    Ini_Conf_Get_Field_Int(kModelConf, kInternalSas, "DEV_DOMAIN", &dev_domain, INI_CONF_DEC);
+    model_int(kInternalSas, "DEV_DOMAIN", &dev_domain);
     if (strcmp(bus_text, dev_bus) != 0)
         return 0;  // on another controller
     char *parent = nullptr;
@@ -120,8 +120,8 @@ int comm_sys_check_usb_expander_type(const char *usb_bus, int *type_number) {
         return -1;
     }
     int32_t count = 0;
-    if (Ini_Conf_Get_Field_Int(kModelExtConf, "External Enclosure", "MAX_SUPPORT_TYPE_COUNT",
-                               &count, INI_CONF_DEC) < 0) {
+    if (!model_int("External Enclosure", "MAX_SUPPORT_TYPE_COUNT", &count, INI_CONF_DEC,
+                   kModelExtConf)) {
         ERR_TRACE(HAL_TRACE_ERROR, "%s(%d):System Error\n", __func__, __LINE__);
         return USB_EXPANDER_TYPE_HUB;
     }
@@ -156,11 +156,10 @@ int comm_sys_get_real_enc_sys_id(char *enc_sys_id) {
     uint32_t cap = 0;
     char dev_bus[HAL_ID_LEN] = {};
     if (!read_cap(&cap) || !(cap & CAP_INTERNAL_SAS) ||
-        Ini_Conf_Get_Field(kModelConf, kInternalSas, "DEV_BUS", dev_bus, sizeof dev_bus) < 0)
+        !model_text(kInternalSas, "DEV_BUS", dev_bus))
         return -1;
     int32_t domain = 0;
-    if (Ini_Conf_Get_Field_Int(kModelConf, kInternalSas, "DEV_DOMAIN", &domain, INI_CONF_DEC) < 0)
-        domain = 0;
+    model_int(kInternalSas, "DEV_DOMAIN", &domain);
     int32_t bus = 0;
     int32_t device = 0;
     int32_t function = 0;

@@ -11,46 +11,10 @@
 #include "nashal/comm_path.h"
 #include "nashal/hal_trace.h"
 #include "nashal/ini_conf.h"
+#include "topology/slot_match.h"
 #include "topology/sysfs_read.h"
 
-using nashal::topology::kModelConf;
-
-namespace {
-
-// One "Usb Port" section against a place on the USB tree.
-bool usb_section_matches(const char *section, int domain, const char *bus_text,
-                         const char *bridge_text, int layer, int port, int speed) {
-    char dev_bus[HAL_ID_LEN] = {};
-    if (Ini_Conf_Get_Field(kModelConf, section, "DEV_BUS", dev_bus, sizeof dev_bus) < 0)
-        return false;
-    char bridge[HAL_ID_LEN] = {};
-    if (Ini_Conf_Get_Field(kModelConf, section, "DEV_BRIDGE_BUS", bridge, sizeof bridge) < 0)
-        bridge[0] = '\0';
-    int32_t dev_domain = 0;
-    if (Ini_Conf_Get_Field_Int(kModelConf, section, "DEV_DOMAIN", &dev_domain, INI_CONF_DEC) < 0)
-        dev_domain = 0;
-    char ports[HAL_ID_LEN] = {};
-    if (Ini_Conf_Get_Field(kModelConf, section, "DEV_PORT", ports, sizeof ports) < 0) {
-        // Boards that wire SuperSpeed and older lanes to different controller ports.
-        const char *key = speed == PD_LINK_SPEED_USB_5G ? "DEV_PORT_SS" : "DEV_PORT_NS";
-        if (Ini_Conf_Get_Field(kModelConf, section, key, ports, sizeof ports) < 0)
-            return false;
-    }
-    int32_t in_hub = 0;
-    if (Ini_Conf_Get_Field_Int(kModelConf, section, "IN_HUB", &in_hub, INI_CONF_DEC) < 0)
-        in_hub = 0;
-    if (layer != in_hub)
-        return false;
-    const char *bridge_here = bridge_text ? bridge_text : "";
-    for (int p = comm_sys_get_each_usb_port(ports); p != 0; p = comm_sys_get_each_usb_port(ports)) {
-        if (strcmp(bus_text, dev_bus) == 0 && port == p && domain == dev_domain &&
-            (bridge[0] == '\0' || strcmp(bridge_here, bridge) == 0))
-            return true;
-    }
-    return false;
-}
-
-}  // namespace
+using namespace nashal::topology;
 
 extern "C" {
 
@@ -99,26 +63,16 @@ int comm_sys_get_root_usb_port_id(int domain, const char *bus_text, const char *
     if (!bus_text)
         return -1;
     int32_t max_port = 0;
-    if (Ini_Conf_Get_Field_Int(kModelConf, "Usb Enclosure", "MAX_PORT_NUM", &max_port,
-                               INI_CONF_DEC) < 0)
+    if (!model_int("Usb Enclosure", "MAX_PORT_NUM", &max_port))
         return -1;
+    const UsbPlace place{domain, bus_text, bridge_text, layer, port, speed};
     for (int n = 1; n <= max_port; ++n) {
         char section[HAL_NAME_LEN];
         snprintf(section, sizeof section, "Usb Port %d", n);
-        int32_t multi = 0;
-        if (Ini_Conf_Get_Field_Int(kModelConf, section, "MULTI_DEVICE", &multi, INI_CONF_DEC) < 0)
-            multi = 0;
-        bool found = false;
-        if (multi <= 0) {
-            found = usb_section_matches(section, domain, bus_text, bridge_text, layer, port, speed);
-        } else {
-            for (int sub = 1; sub <= multi && !found; ++sub) {
-                snprintf(section, sizeof section, "Usb Port %d-%d", n, sub);
-                found =
-                    usb_section_matches(section, domain, bus_text, bridge_text, layer, port, speed);
-            }
-        }
-        if (found) {
+        // A chassis port is told by its place alone, the PCI domain included.
+        if (visit_usb_entries(section, [&](const char *entry) {
+                return usb_slot_matches(entry, place, DomainCheck::Compared);
+            })) {
             if (port_id)
                 *port_id = n;
             return 0;

@@ -23,21 +23,6 @@ using namespace nashal::sim;
 
 namespace {
 
-// A phy's port link and the port's phy link, as the SAS transport class makes them.
-void sas_wire(SysfsTree &t, const std::string &phy, const std::string &port) {
-    symlink_relative(t.at(port), t.at(phy + "/port"));
-    symlink_relative(t.at(phy), t.at(port + phy.substr(phy.rfind('/'))));
-}
-
-// libata's class of the device on a port's host link: "pmp" for a port multiplier.
-void ata_device_class(SysfsTree &t, const std::string &controller, int ata, const char *cls) {
-    std::string name = "dev" + std::to_string(ata) + ".0";
-    std::string dev = controller + "/ata" + std::to_string(ata) + "/link" + std::to_string(ata) +
-                      "/" + name + "/ata_device/" + name;
-    t.attribute(dev, "class", std::string(cls) + "\n");
-    symlink_relative(t.at(dev), t.at("/sys/class/ata_device/" + name));
-}
-
 ScsiDesc disk(int sg) {
     return ScsiDesc::disk(sg, "", "ATA", "D");
 }
@@ -109,11 +94,11 @@ const Layout kLayouts[] = {
          auto rp = t.pci_bridge(t.pci_root(0, 0), 0, 0, 0x1c, 1, 0x10);
          auto ahci = t.pci_function(rp, 0, 0x10, 0, 0, kPciClassAhci);
          auto pmp = t.ahci_port(ahci, 5, 4);
-         ata_device_class(t, ahci, 5, "pmp");
+         t.ata_device_class(ahci, 5, "pmp");
          t.scsi_device(pmp, {4, 0, 0, 0}, disk(0));
          t.scsi_device(pmp, {4, 1, 0, 0}, disk(1));
          auto direct = t.ahci_port(ahci, 6, 5);
-         ata_device_class(t, ahci, 6, "ata");
+         t.ata_device_class(ahci, 6, "ata");
          t.scsi_device(direct, {5, 0, 0, 0}, disk(2));
      },
      "[Esata Enclosure]\nMAX_DISK_NUM = 2\n"
@@ -131,7 +116,7 @@ const Layout kLayouts[] = {
          const int phys[] = {0, 5, 3};
          for (int i = 0; i < 3; ++i) {
              auto port = t.sas_port(host, "port-6:" + std::to_string(i));
-             sas_wire(t, host + "/phy-6:" + std::to_string(phys[i]), port);
+             t.sas_wire(host + "/phy-6:" + std::to_string(phys[i]), port);
              auto end = t.sas_end_device(port, 0x5000c50000000000ull + i, phys[i]);
              t.scsi_device(end, {6, 0, i, 0}, disk(i));
          }
@@ -154,13 +139,13 @@ const Layout kLayouts[] = {
          auto host = t.sas_host(hba, 7, 4);
          auto wide = t.sas_port(host, "port-7:0");
          for (int phy = 0; phy < 4; ++phy)
-             sas_wire(t, host + "/phy-7:" + std::to_string(phy), wide);
+             t.sas_wire(host + "/phy-7:" + std::to_string(phy), wide);
          auto exp = t.sas_expander(wide, "expander-7:0", 17, 0x500304800000007full);
          // Bays on expander phys 8, 9 and 11; the enclosure services device on phy 16.
          const int phys[] = {8, 9, 11, 16};
          for (int i = 0; i < 4; ++i) {
              auto port = t.sas_port(exp, "port-7:0:" + std::to_string(i));
-             sas_wire(t, exp + "/phy-7:0:" + std::to_string(phys[i]), port);
+             t.sas_wire(exp + "/phy-7:0:" + std::to_string(phys[i]), port);
              auto end = t.sas_end_device(port, 0x5000c50000000100ull + i, phys[i]);
              t.scsi_device(end, {7, 0, i, 0},
                            i == 3 ? ScsiDesc::enclosure(3, "VIRTUAL", "SAS EXPANDER") : disk(i));

@@ -15,7 +15,7 @@ class HalctlFoundation : public ::testing::Test {
   protected:
     halctl_test::Result halctl(const std::string &args) { return board_.run(args); }
 
-    halctl_test::Board board_;
+    halctl_test::Board board_{"soc-2bay"};
     const std::string dir_ = board_.dir();
 };
 

@@ -32,6 +32,21 @@ TEST(Halctl, ExitCodesTellUsageFromFailure) {
     EXPECT_EQ(halctl(board.root() + " release-id 33").status, 0) << "id 33 was released already";
 }
 
+TEST(Halctl, RootWithoutABoardDescriptionIsNoAppliance) {
+    // An empty folder, or a mistyped path, is refused and left as it was, not made a fresh box.
+    Board empty;
+    // The runner drops standard error; "#" ends the command before it does.
+    std::string said = empty.dir() + "/said";
+    EXPECT_EQ(halctl(empty.root() + " version 2>" + said + " #").status, 1);
+    std::string text = nashal::sim::read_file(said);
+    EXPECT_EQ(text.rfind("halctl: no appliance at " + empty.dir() + "\n", 0), 0u) << text;
+    EXPECT_NE(text.find("cp -a examples/appliances/"), std::string::npos) << text;
+    nashal::sim::remove_tree(said);
+    EXPECT_FALSE(nashal::sim::exists(empty.dir() + "/etc"));
+    EXPECT_EQ(halctl("--root " + empty.dir() + "/missing scan").status, 1);
+    EXPECT_FALSE(nashal::sim::exists(empty.dir() + "/missing"));
+}
+
 TEST(Halctl, ScanStateStaysInTheBoardBetweenCalls) {
     Board board("x86-8bay");
     ASSERT_EQ(halctl(board.root() + " scan").status, 0);

@@ -1,4 +1,6 @@
 // halctl [--root DIR] [--json] COMMAND [ARGS]
+#include <sys/stat.h>
+
 #include <cstdio>
 #include <cstring>
 #include <optional>
@@ -6,6 +8,7 @@
 
 #include "halctl.h"
 #include "sim/appliance.h"
+#include "topology/model_file.h"
 
 namespace halctl {
 namespace {
@@ -20,7 +23,8 @@ const Command *running = nullptr;
 void print_usage(FILE *to) {
     fprintf(to,
             "usage: halctl [--root DIR] [--json] COMMAND [ARGS]\n"
-            "  --root DIR  run against the virtual appliance in DIR (its state stays in DIR)\n"
+            "  --root DIR  run against the virtual appliance in DIR (its state stays in DIR); DIR\n"
+            "              must hold one: an etc/model.conf, as in examples/appliances/*\n"
             "  --json      machine-readable output\n"
             "commands:\n");
     for (const auto &c : commands()) {
@@ -30,6 +34,14 @@ void print_usage(FILE *to) {
         else
             fprintf(to, "  %-34s %s\n", head.c_str(), c.help);
     }
+}
+
+// A directory holds an appliance when it has the board's description, etc/model.conf: every
+// query starts there, and a directory without one would only be made into an empty box that
+// answers nothing.
+bool holds_appliance(const std::string &dir) {
+    struct stat st;
+    return ::stat((dir + nashal::topology::kModelConf).c_str(), &st) == 0 && S_ISREG(st.st_mode);
 }
 
 }  // namespace
@@ -106,6 +118,14 @@ int main(int argc, char **argv) {
 
     std::optional<nashal::sim::Appliance> appliance;
     if (!root.empty()) {
+        if (!holds_appliance(root)) {
+            fprintf(stderr,
+                    "halctl: no appliance at %s\n"
+                    "halctl: make one from an example board: cp -a "
+                    "examples/appliances/x86-8bay/. %s/\n",
+                    root.c_str(), root.c_str());
+            return kFailed;
+        }
         appliance.emplace(nashal::sim::Appliance::open(root));
         if (!appliance->activate())
             return failure("can't enter the virtual appliance in " + root);
