@@ -14,6 +14,7 @@
 
 #include "clock.h"
 #include "cmos_model.h"
+#include "controller_emulator.h"
 #include "net_model.h"
 #include "devices.h"
 #include "fs.h"
@@ -371,6 +372,7 @@ bool Appliance::activate() {
     devices_install();
     // The chips the board describes answer from the start, as on a box that was switched on.
     attach_described_cmos();
+    attach_described_controller();
     attach_network();
     active_ = true;
     return true;
@@ -379,6 +381,7 @@ bool Appliance::activate() {
 void Appliance::deactivate() {
     if (!active_)
         return;
+    detach_described_controller();
     devices_uninstall();
     clock_uninstall();
     ViewState &v = view();

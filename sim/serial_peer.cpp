@@ -114,8 +114,13 @@ void SerialPeer::serve() {
         }
         Bytes answer = responder_ ? responder_(frame, number) : Bytes{};
         if (!answer.empty())
-            (void)!::write(master_, answer.data(), answer.size());
+            send(answer);
     }
+}
+
+bool SerialPeer::send(const Bytes &bytes) {
+    std::lock_guard<std::mutex> lock(write_mutex_);
+    return ::write(master_, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size());
 }
 
 Bytes SerialPeer::wire() const {

@@ -32,6 +32,10 @@ class SerialPeer {
     SerialPeer(const SerialPeer &) = delete;
     SerialPeer &operator=(const SerialPeer &) = delete;
 
+    // Writes bytes to the line unasked (a controller's report); never interleaved with an
+    // answer.
+    bool send(const Bytes &bytes);
+
     // Every byte received so far, in order of arrival.
     Bytes wire() const;
     // The frames received so far.
@@ -49,6 +53,7 @@ class SerialPeer {
     std::string link_path_;
     SerialResponder responder_;
     mutable std::mutex mutex_;
+    std::mutex write_mutex_;
     std::vector<Bytes> frames_;
     std::thread thread_;
 };

@@ -13,6 +13,8 @@
 #include <nashal/comm_ses.h>
 #include <nashal/comm_port.h>
 #include <nashal/pd_sys.h>
+#include <nashal/pic_sys.h>
+#include <nashal/mcu_sys.h>
 #include <nashal/net_sys.h>
 #include <nashal/hal_prt.h>
 

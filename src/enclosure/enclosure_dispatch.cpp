@@ -7,6 +7,8 @@
 #include "enclosure/pending_kinds.h"
 #include "foundation/shell_command.h"
 #include "nashal/hal_trace.h"
+#include "nashal/mcu_sys.h"
+#include "nashal/pic_sys.h"
 #include "nashal/se_sys.h"
 #include "topology/model_file.h"
 

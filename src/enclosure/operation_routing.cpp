@@ -88,8 +88,6 @@ constexpr Served kLocateLed[] = {{Kind::Root, "root locate LED"},
                                  {Kind::Thunderbolt, "Thunderbolt locate LED"}};
 constexpr Served kBuzzer[] = {{Kind::Root, "root buzzer"},
                               {Kind::UsbExpander, "USB expander buzzer"}};
-constexpr Served kSetBoardSn[] = {{Kind::Root, "board serial number"},
-                                  {Kind::UsbExpander, "USB expander serial number"}};
 constexpr Served kSasAddress[] = {{Kind::Root, "internal SAS address"},
                                   {Kind::Sas, "SAS expander address"}};
 
@@ -214,10 +212,14 @@ extern "C" int se_sys_get_board_sn(const char *id, char *buffer, int size) {
 }
 
 extern "C" int se_sys_set_board_sn(const char *id, const char *serial) {
-    (void)serial;
-    if (const char *what = served_by(classify(id), kSetBoardSn))
-        return not_built_yet(__func__, id, what);
-    return -1;
+    switch (classify(id)) {
+        case Kind::Root:
+            return root_set_board_sn(serial);
+        case Kind::UsbExpander:
+            return usb_expander_set_sn(id, serial);
+        default:
+            return -1;
+    }
 }
 
 extern "C" int se_sys_get_sas_addr(const char *id, char *buffer, int size) {

@@ -6,6 +6,8 @@
 #include <initializer_list>
 
 #include "nashal/hal_trace.h"
+#include "nashal/mcu_sys.h"
+#include "nashal/pic_sys.h"
 #include "topology/model_file.h"
 
 namespace nashal::enclosure {
@@ -45,32 +47,54 @@ extern "C" int thunderbolt_expander_getinfo(const char *enc_sys_id, ENC_INFO *) 
     return not_built_yet(__func__, enc_sys_id, "Thunderbolt reader");
 }
 
-extern "C" int pic_sys_start_monitor(const char *enc_sys_id, int) {
-    return not_built_yet(__func__, enc_sys_id, "PIC monitor");
-}
-
-extern "C" int mcu_sys_start_monitor(const char *enc_sys_id, int) {
-    return not_built_yet(__func__, enc_sys_id, "MCU monitor");
-}
-
 // A board without "BOARD_SN_DEVICE" keeps no serial number: that is no failure worth a trace.
-// The methods "NET", "PIC", "MCU" and "BOOT" are served by drivers built elsewhere; any other
-// word is one the board description shouldn't hold.
+// "PIC" and "MCU" ask the controller's EEPROM; "NET" and "BOOT" are served by drivers built
+// elsewhere; any other word is one the board description shouldn't hold.
 extern "C" int root_get_board_sn(char *buffer, int size) {
     char method[HAL_ID_LEN] = {};
     if (!buffer || size <= 0 ||
         !nashal::topology::model_text(nashal::topology::kSystemEnclosure, "BOARD_SN_DEVICE",
                                       method))
         return -1;
-    for (const char *known : {"NET", "PIC", "MCU", "BOOT"})
+    if (strncmp(method, "PIC", 3) == 0)
+        return pic_sys_get_sn("root", buffer, size);
+    if (strncmp(method, "MCU", 3) == 0)
+        return mcu_sys_get_sn("root", buffer, size);
+    for (const char *known : {"NET", "BOOT"})
         if (strncmp(method, known, strlen(known)) == 0)
             return not_built_yet(__func__, "root", method);
     ERR_TRACE(HAL_TRACE_WARN, "%s(%d):Not implement\n", __func__, __LINE__);
     return -1;
 }
 
-extern "C" int usb_expander_get_sn(const char *enc_sys_id, char *, int) {
-    return not_built_yet(__func__, enc_sys_id, "USB expander serial number");
+// The writing side of root_get_board_sn, by the same word.
+extern "C" int root_set_board_sn(const char *serial) {
+    char method[HAL_ID_LEN] = {};
+    if (!serial || !nashal::topology::model_text(nashal::topology::kSystemEnclosure,
+                                                 "BOARD_SN_DEVICE", method))
+        return -1;
+    if (strncmp(method, "PIC", 3) == 0)
+        return pic_sys_set_sn("root", serial);
+    if (strncmp(method, "MCU", 3) == 0)
+        return mcu_sys_set_sn("root", serial);
+    for (const char *known : {"NET", "BOOT"})
+        if (strncmp(method, known, strlen(known)) == 0)
+            return not_built_yet(__func__, "root", method);
+    ERR_TRACE(HAL_TRACE_INFO, "%s(%d):Not implement\n", __func__, __LINE__);
+    return -1;
+}
+
+// The expander's serial number lives in its PIC's EEPROM, asked for by the USB port path.
+extern "C" int usb_expander_get_sn(const char *enc_sys_id, char *buffer, int size) {
+    if (!enc_sys_id || strncmp(enc_sys_id, "usb_", 4) != 0)
+        return -1;
+    return pic_sys_get_sn(enc_sys_id + 4, buffer, size);
+}
+
+extern "C" int usb_expander_set_sn(const char *enc_sys_id, const char *serial) {
+    if (!enc_sys_id || strncmp(enc_sys_id, "usb_", 4) != 0)
+        return -1;
+    return pic_sys_set_sn(enc_sys_id + 4, serial);
 }
 
 // The prefix is kept on the boot disk; until the boot disk can be found there is none, and the

@@ -1,5 +1,5 @@
 // Kinds of enclosure and board routes that the backend dispatches to but that are built
-// elsewhere (SAS, USB and Thunderbolt expanders, controller monitors, board serial numbers). Each
+// elsewhere (SAS, USB and Thunderbolt expanders, board serial numbers). Each
 // stand-in in pending_kinds.cpp finds nothing or fails with -1 and a trace; the change that builds
 // a kind replaces its functions here.
 #ifndef NASHAL_ENCLOSURE_PENDING_KINDS_H
@@ -16,11 +16,10 @@ int sas_expander_getinfo(const char *enc_sys_id, ENC_INFO *info);
 int usb_expander_getinfo(const char *enc_sys_id, ENC_INFO *info);
 int thunderbolt_expander_getinfo(const char *enc_sys_id, ENC_INFO *info);
 
-int pic_sys_start_monitor(const char *enc_sys_id, int flag);
-int mcu_sys_start_monitor(const char *enc_sys_id, int flag);
-
 int root_get_board_sn(char *buffer, int size);
 int usb_expander_get_sn(const char *enc_sys_id, char *buffer, int size);
+int root_set_board_sn(const char *serial);
+int usb_expander_set_sn(const char *enc_sys_id, const char *serial);
 }
 
 namespace nashal::enclosure {
