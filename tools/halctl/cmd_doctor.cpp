@@ -79,6 +79,7 @@ struct Report {
     void set(const std::string &key, const std::string &value) {
         fields.push_back(Output::text(key, value));
     }
+    void note(const std::string &what) { warning += (warning.empty() ? "" : "; ") + what; }
     void fail(const std::string &why) {
         if (broken.empty())
             broken = why;
@@ -119,8 +120,8 @@ void check_lights(const char *section, Report &r) {
         bool built = in_build(l.route) && in_build(method->driver);
         r.set(key, std::string(value) + ": method " + method->prefix + " via " + l.route +
                        (built ? "" : " (not in this build)"));
-        if (!built && r.warning.empty())
-            r.warning = std::string(l.key) + " method " + method->prefix + " is not in this build";
+        if (!built)
+            r.note(std::string(l.key) + " method " + method->prefix + " is not in this build");
     }
 }
 
@@ -151,6 +152,12 @@ Report follow_bay(const BayKind &kind, int bay, std::map<std::string, int> &clai
                                           : std::string()) +
                        (bridge[0] ? std::string(", DEV_BRIDGE_BUS ") + bridge : std::string()));
     check_lights(section, r);
+    // A section that names only lights is a bay whose disk the library never looks for (a
+    // board whose disks are found another way): its lights are still checked.
+    if (!has_bus && !has_port) {
+        r.note("no DEV_BUS or DEV_PORT: the library looks for no disk in this bay");
+        return r;
+    }
     if (!has_bus || !has_port) {
         r.fail(std::string("[") + section + "] has no " + (has_bus ? "DEV_PORT" : "DEV_BUS") +
                ": the library skips this bay");
@@ -251,8 +258,13 @@ bool configured(const BayKind &kind, int bay) {
     snprintf(section, sizeof section, "%s %d", kind.section, bay);
     char bus[nashal::disk::kIdLen];
     int32_t port = 0;
-    return nashal::disk::model_text(section, "DEV_BUS", bus) ||
-           nashal::disk::model_int(section, "DEV_PORT", &port);
+    if (nashal::disk::model_text(section, "DEV_BUS", bus) ||
+        nashal::disk::model_int(section, "DEV_PORT", &port))
+        return true;
+    for (const Light &l : kLights)
+        if (nashal::disk::model_text(section, l.key, bus))
+            return true;
+    return false;
 }
 
 }  // namespace

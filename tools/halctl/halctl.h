@@ -49,7 +49,10 @@ class Output {
     void table(const std::vector<Record> &rows);
     // A message for people; in JSON form it becomes {"message": "..."}.
     void message(const std::string &text);
-    // Writes the JSON document of the run; nothing in human form.
+    // One record of a stream that goes on until interrupted: in JSON form a document of its own
+    // on one line ("schema" first), written at once, so a reader follows it line by line.
+    void event(const Record &r);
+    // Writes the JSON document of the run; nothing in human form, nor after a stream alone.
     void finish();
 
   private:
@@ -57,6 +60,7 @@ class Output {
     std::string fields_;  // JSON members of the records, comma separated
     std::string items_;   // JSON objects of the table, comma separated
     bool has_table_ = false;
+    bool streamed_ = false;
     std::string messages_;  // joined by newlines
 };
 

@@ -109,8 +109,18 @@ void Output::message(const std::string &text) {
         printf("%s\n", text.c_str());
 }
 
+void Output::event(const Record &r) {
+    if (!json_) {
+        record(r);
+        return;
+    }
+    streamed_ = true;
+    printf("{\"schema\": \"%s\", %s}\n", kJsonSchema, json_members(r).c_str());
+    fflush(stdout);
+}
+
 void Output::finish() {
-    if (!json_)
+    if (!json_ || (streamed_ && fields_.empty() && !has_table_ && messages_.empty()))
         return;
     std::string doc = std::string("{\"schema\": \"") + kJsonSchema + "\"";
     if (!fields_.empty())
