@@ -7,8 +7,9 @@
 // Other parts of a board's sysfs (network, sensors) are written by their own owners and are
 // left alone; only the all-disk boards x86-pcie-sas and x86-12bay-sas are cleared first.
 //
-// The layouts here and the slot sections of each board's etc/model.conf describe the same
-// hardware; tests/disk/example_boards_test.cpp checks that they agree.
+// The layouts here and the slot sections of each board's model file (etc/model.conf, or the
+// etc/model_*.conf that the model selection links it to) describe the same hardware;
+// tests/disk/example_boards_test.cpp checks that they agree.
 #include <cstdio>
 #include <string>
 

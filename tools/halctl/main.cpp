@@ -38,10 +38,12 @@ void print_usage(FILE *to) {
 
 // A directory holds an appliance when it has the board's description, etc/model.conf: every
 // query starts there, and a directory without one would only be made into an empty box that
-// answers nothing.
+// answers nothing. On a board that has booted it is the link the model selection made, whose
+// target ("/etc/model_....conf") resolves only inside the appliance: the link itself counts.
 bool holds_appliance(const std::string &dir) {
     struct stat st;
-    return ::stat((dir + nashal::topology::kModelConf).c_str(), &st) == 0 && S_ISREG(st.st_mode);
+    return ::lstat((dir + nashal::topology::kModelConf).c_str(), &st) == 0 &&
+           (S_ISREG(st.st_mode) || S_ISLNK(st.st_mode));
 }
 
 }  // namespace
