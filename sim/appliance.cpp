@@ -17,10 +17,13 @@
 #include "cmos_model.h"
 #include "i2c_bus_model.h"
 #include "nashal/se_model.h"
+#include "buzzer_model.h"
+#include "superio_model.h"
 #include "controller_emulator.h"
 #include "net_model.h"
 #include "devices.h"
 #include "fs.h"
+#include "sg_io_model.h"
 
 #ifndef NASHAL_SIM_TOOL_BUILD_PATH
 #define NASHAL_SIM_TOOL_BUILD_PATH ""
@@ -400,6 +403,9 @@ bool Appliance::activate() {
     // The chips the board describes answer from the start, as on a box that was switched on.
     attach_described_cmos();
     attach_described_i2c();
+    attach_described_superio();
+    attach_buzzer();
+    attach_sg_io_emulator();
     attach_described_controller();
     attach_network();
     active_ = true;
@@ -435,17 +441,7 @@ std::string Appliance::path(const std::string &real_path) const {
 }
 
 std::vector<std::string> invocations() {
-    std::vector<std::string> lines;
-    std::string all = read_file("/sim/invocations.log");
-    size_t i = 0;
-    while (i < all.size()) {
-        size_t j = all.find('\n', i);
-        if (j == std::string::npos)
-            j = all.size();
-        lines.push_back(all.substr(i, j - i));
-        i = j + 1;
-    }
-    return lines;
+    return read_lines("/sim/invocations.log");
 }
 
 void clear_invocations() {

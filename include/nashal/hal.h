@@ -18,6 +18,9 @@
 #include <nashal/edid.h>
 #include <nashal/se_model.h>
 #include <nashal/se_bbu.h>
+#include <nashal/sio_sys.h>
+#include <nashal/hal_pd.h>
+#include <nashal/pd_smart.h>
 #include <nashal/pic_sys.h>
 #include <nashal/mcu_sys.h>
 #include <nashal/net_sys.h>

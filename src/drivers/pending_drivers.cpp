@@ -7,21 +7,6 @@
 
 #define NASHAL_WEAK __attribute__((weak))
 
-extern "C" NASHAL_WEAK int sio_sys_enable_pmbus_locked(int) {
-    return 0;
-}
-
-extern "C" NASHAL_WEAK int sio_sys_get_gpio_val(int gpio, int *) {
-    ERR_TRACE(HAL_TRACE_WARN, "%s: GPIO %d: the Super I/O driver is not in this build\n", __func__,
-              gpio);
-    return -1;
-}
-
-extern "C" NASHAL_WEAK int sio_sys_get_chip_id(uint16_t *) {
-    ERR_TRACE(HAL_TRACE_WARN, "%s: the Super I/O driver is not in this build\n", __func__);
-    return -1;
-}
-
 extern "C" NASHAL_WEAK int ich_sys_get_gpio_val(int gpio, int *) {
     ERR_TRACE(HAL_TRACE_WARN, "%s: GPIO %d: the chipset GPIO driver is not in this build\n",
               __func__, gpio);

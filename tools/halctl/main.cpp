@@ -8,6 +8,7 @@
 
 #include "halctl.h"
 #include "sim/appliance.h"
+#include "sim/clock.h"
 #include "topology/model_file.h"
 
 namespace halctl {
@@ -131,6 +132,8 @@ int main(int argc, char **argv) {
         appliance.emplace(nashal::sim::Appliance::open(root));
         if (!appliance->activate())
             return failure("can't enter the virtual appliance in " + root);
+        // A blink started here outlives this call: it must toggle in real time, not spin.
+        nashal::sim::clock_pace_background(true);
     }
     Output out(json);
     Context ctx{std::vector<std::string>(argv + i, argv + argc), out};
