@@ -53,7 +53,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
             // A configuration page, and a status page as long as the rest of the input (at most
             // the callers' 256 bytes): every element the list names must stay inside it.
             uint32_t types[SES_MAX_ELEMENT_TYPES][2];
-            int n = ses_decode_config_page(p, bytes.size(), types, SES_MAX_ELEMENT_TYPES, "fuzz");
+            int n = ses_decode_config_page(p, bytes.size(), types, SES_MAX_ELEMENT_TYPES);
             int page_len = static_cast<int>(
                 bytes.size() < SES_STATUS_PAGE_LEN ? bytes.size() : SES_STATUS_PAGE_LEN);
             for (int t = 0; t < n; ++t)

@@ -181,7 +181,10 @@ int sas_expander_getinfo(const char *enc_sys_id, ENC_INFO *info) {
     sas_expander_get_sn(enc_sys_id, info->serial, sizeof info->serial);
 
     uint32_t types[256][2] = {};
-    int type_count = ses_decode_config_page(page, static_cast<size_t>(n), types, 255, enc_sys_id);
+    int type_count = ses_decode_config_page(page, static_cast<size_t>(n), types, 255);
+    if (type_count < 0)
+        ERR_TRACE(HAL_TRACE_ERROR, "%s(%d):System Error, BUFFER overflow:enc_sys_id = %s\n",
+                  __func__, __LINE__, enc_sys_id);
     const bool less_psu =
         !keeps_full_count(info->model) && (info->capability & CAP_REDUNDANT_POWER);
     for (int i = 0; i < type_count; ++i) {
