@@ -127,10 +127,12 @@ TEST_P(FirstBoot, HalConfAndMapAreExactlyTheExpectedFiles) {
     ASSERT_FALSE(hal_conf.empty()) << "no expected file " << golden_path(board + ".hal.conf");
     ASSERT_FALSE(enc_map.empty()) << "no expected file " << golden_path(board + ".enclosure.map");
 
+    // Read on the host before activation: inside the appliance /tmp is the board's, so a
+    // source tree under /tmp would show no expected files.
+    const auto disks = golden_disk_files(board);
     auto app = nashal::sim::Appliance::copy_of(kExamples + "/" + board);
     ASSERT_TRUE(app.activate());
     ASSERT_FALSE(nashal::sim::exists(SE_ENC_MAP_FILE)) << "a first boot starts without a map";
-    const auto disks = golden_disk_files(board);
     nashal::sim::clear_invocations();
     ASSERT_EQ(SE_Scan(), 0);
     EXPECT_EQ(nashal::sim::read_file(HAL_CONF_FILE), hal_conf)
