@@ -7,6 +7,7 @@
 #include "enclosure/pending_kinds.h"
 #include "nashal/hal_trace.h"
 #include "nashal/se_sys.h"
+#include "os/os_seam.h"
 #include "topology/model_file.h"
 
 using namespace nashal::enclosure;
@@ -96,8 +97,10 @@ constexpr Served kSasAddress[] = {{Kind::Root, "internal SAS address"},
 extern "C" int se_sys_get_temp(const char *id, int temp_index, double *temperature) {
     if (temperature)
         *temperature = 0;
-    (void)temp_index;
-    if (const char *what = served_by(classify(id), kSensors))
+    Kind kind = classify(id);
+    if (kind == Kind::UsbExpander)
+        return usb_expander_get_temperature(id, temp_index, temperature);
+    if (const char *what = served_by(kind, kSensors))
         return not_built_yet(__func__, id, what);
     return NOT_IMPLEMENTED(id);
 }
@@ -113,8 +116,10 @@ extern "C" int se_sys_get_fan_speed(const char *id, int fan_index, int *speed, i
         *speed = 0;
     if (status)
         *status = 0;
-    (void)fan_index;
-    if (const char *what = served_by(classify(id), kFans))
+    Kind kind = classify(id);
+    if (kind == Kind::UsbExpander)
+        return usb_expander_get_fan_speed(id, fan_index, speed, status);
+    if (const char *what = served_by(kind, kFans))
         return not_built_yet(__func__, id, what);
     return NOT_IMPLEMENTED(id);
 }
@@ -123,7 +128,11 @@ extern "C" int se_sys_set_fan_speed(const char *id, int fan_index, int level) {
     (void)fan_index;
     if (level >= 8)
         return -1;
-    if (const char *what = served_by(classify(id), kFans))
+    Kind kind = classify(id);
+    // The box's controller drives all its fans at one level.
+    if (kind == Kind::UsbExpander)
+        return usb_expander_set_fan_speed(id, level);
+    if (const char *what = served_by(kind, kFans))
         return not_built_yet(__func__, id, what);
     ERR_TRACE(HAL_TRACE_INFO, "%s(%d):NOT implement\n", __func__, __LINE__);
     return -1;
@@ -186,14 +195,13 @@ extern "C" int se_sys_set_7_segment_led(const char *id, int value) {
 }
 
 extern "C" int se_sys_get_power_supply_status(const char *id, int index, int *status) {
-    (void)status;
     if (index != 1 && index != 2)
         return -1;
     Kind kind = classify(id);
     if (kind == Kind::Root)
         return not_built_yet(__func__, id, "root power supplies");
     if (is_usb(kind))
-        return not_built_yet(__func__, id, "USB expander power supplies");
+        return usb_expander_get_power_supply_status(id, index, status);
     // Anything else is taken to be a SAS enclosure, without asking.
     return not_built_yet(__func__, id, "SAS expander power supplies");
 }
@@ -287,8 +295,19 @@ extern "C" int se_sys_get_phy_link_state(const char *id, int direction, int *lin
 
 extern "C" int se_sys_get_LCM_devname(const char *id, char *buffer, int size) {
     switch (classify(id)) {
-        case Kind::UsbExpander:
-            return not_built_yet(__func__, id, "USB expander panel display");
+        case Kind::UsbExpander: {
+            // The box's serial adapter may still be coming up after a hot plug: look again
+            // while it is missing, but not when the box has no panel at all (-2).
+            int result = -1;
+            for (int attempt = 0; attempt < 5; ++attempt) {
+                if (attempt > 0)
+                    os_sleep(1);
+                result = usb_expander_get_LCM_devname(id + 4, buffer, size);
+                if (result != -1)
+                    break;
+            }
+            return result;
+        }
         case Kind::UsbOther:
             return -1;
         case Kind::Root:
@@ -305,8 +324,19 @@ int controller_devname(const char *who, const char *id, const char *key, char *b
     Kind kind = classify(id);
     if (kind == Kind::Root)
         return root_devname(key, buffer, size);
-    if (is_usb(kind))
-        return not_built_yet(who, id, "USB expander controller");
+    // A box's controller is a PIC whichever name the caller asks by; its serial adapter may
+    // still be coming up after a hot plug. An id without "usb_" names no box.
+    if (kind == Kind::UsbExpander) {
+        int result = -1;
+        for (int attempt = 0; attempt < 3 && result != 0; ++attempt) {
+            if (attempt > 0)
+                os_sleep(1);
+            result = usb_expander_get_PIC_devname(id + 4, buffer, size);
+        }
+        return result;
+    }
+    if (kind == Kind::UsbOther)
+        return -1;
     ERR_TRACE(HAL_TRACE_ERROR, "%s(%d): System Error\n", who, __LINE__);
     return -1;
 }
