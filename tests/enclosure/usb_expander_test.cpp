@@ -343,10 +343,10 @@ TEST_F(UsbEnclosures, BoxAttachStartsItsMonitorAndReadsTheSerialNumber) {
     ENC_INFO info = {};
     ASSERT_EQ(se_sys_getinfo("usb_2-1", &info), 0);
     EXPECT_STREQ(info.serial, "EX4B0007");
-    EXPECT_EQ(pic_sys_check_daemon_exist("usb_2-1"), 1);
+    EXPECT_EQ(pic_sys_check_daemon_exist("2-1"), 1) << "its monitor runs, named by the port path";
     // The monitor is told to quit, as nothing in the library ever does.
     int32_t key = 0;
-    create_msgkey("usb_2-1", &key);
+    create_msgkey("2-1", &key);
     int queue = msgget(key, 0);
     if (queue >= 0) {
         PIC_REQUEST quit = {};
