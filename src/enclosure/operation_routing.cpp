@@ -148,16 +148,16 @@ extern "C" int se_sys_set_fan_pwm(const char *id, int fan_index, int pwm) {
 }
 
 extern "C" int se_sys_set_status_led(const char *id, int colour, int enable) {
-    (void)colour;
-    (void)enable;
+    if (classify(id) == Kind::UsbExpander)
+        return usb_expander_set_status_led(id, colour, enable);
     if (const char *what = served_by(classify(id), kStatusLed))
         return not_built_yet(__func__, id, what);
     return NOT_IMPLEMENTED(id);
 }
 
 extern "C" int se_sys_blink_status_led(const char *id, int colour, int enable) {
-    (void)colour;
-    (void)enable;
+    if (classify(id) == Kind::UsbExpander)
+        return usb_expander_blink_status_led(id, colour, enable);
     if (const char *what = served_by(classify(id), kStatusLed))
         return not_built_yet(__func__, id, what);
     return NOT_IMPLEMENTED(id);
@@ -172,7 +172,8 @@ extern "C" int se_sys_set_ident_led(const char *id, int enable) {
 }
 
 extern "C" int se_sys_set_buzzer(const char *id, int mode) {
-    (void)mode;
+    if (classify(id) == Kind::UsbExpander)
+        return usb_expander_set_buzzer(id, mode);
     if (const char *what = served_by(classify(id), kBuzzer))
         return not_built_yet(__func__, id, what);
     return NOT_IMPLEMENTED(id);

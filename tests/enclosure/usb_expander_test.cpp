@@ -308,6 +308,10 @@ TEST_F(UsbEnclosures, ControlsReachTheBoxControllerOnly) {
     EXPECT_EQ(status, 0);
     EXPECT_EQ(se_sys_get_fan_speed("usb_2-1", 2, &speed, &status), -1);
     EXPECT_EQ(se_sys_get_power_supply_status("usb_2-1", 1, &status), 0);
+    // The status LED and the buzzer: the commands reach the box's monitor, which isn't running
+    // here, so the sends fail; a plain hub sends nothing and fails as well.
+    EXPECT_EQ(se_sys_set_status_led("usb_2-1", 2, 1), -1) << "no steady colour 2";
+    EXPECT_EQ(se_sys_set_buzzer("usb_2-1", 1), -1) << "the buzzer always answers -1";
     for (const char *id : {"usb_1-2", "usb_1-4"}) {
         EXPECT_EQ(se_sys_get_temp(id, 1, &temp), -1) << id;
         EXPECT_EQ(se_sys_get_fan_speed(id, 0, &speed, &status), -1) << id;
@@ -344,6 +348,14 @@ TEST_F(UsbEnclosures, BoxAttachStartsItsMonitorAndReadsTheSerialNumber) {
     ASSERT_EQ(se_sys_getinfo("usb_2-1", &info), 0);
     EXPECT_STREQ(info.serial, "EX4B0007");
     EXPECT_EQ(pic_sys_check_daemon_exist("2-1"), 1) << "its monitor runs, named by the port path";
+    // Its status LED is driven through the monitor: steady red, then blinking both colours.
+    EXPECT_EQ(se_sys_set_status_led("usb_2-1", 0, 1), 0);
+    EXPECT_EQ(se_sys_blink_status_led("usb_2-1", 2, 1), 0);
+    for (int i = 0; i < 200 && emu->last_command(68, 73) != 72; ++i)
+        usleep(50000);
+    Bytes sent = emu->commands();
+    EXPECT_NE(std::find(sent.begin(), sent.end(), 71), sent.end());
+    EXPECT_EQ(emu->last_command(68, 73), 72);
     // The monitor is told to quit, as nothing in the library ever does.
     int32_t key = 0;
     create_msgkey("2-1", &key);
