@@ -73,6 +73,16 @@ bool path_append(char *path, const char *step) {
     return true;
 }
 
+// The number of a root hub entry "usb%d" of a host controller's directory: -2 for an entry of
+// another name, -1 for "usb" with no number.
+int root_hub_number(const char *entry) {
+    if (!starts_with(entry, "usb"))
+        return -2;
+    char *end = nullptr;
+    long bus = strtol(entry + 3, &end, 10);
+    return end == entry + 3 ? -1 : static_cast<int>(bus);
+}
+
 bool has_pci_bus(const char *path) {
     return comm_sys_search_partial_filename(path, "pci_bus", nullptr, 0) == 0;
 }
@@ -255,15 +265,13 @@ int usb_expander_get_sysid(char *path, const char *bridge_text, int port, int la
         return 0;
     int count = 0;
     while (dirent *e = readdir(dir.get())) {
-        if (!starts_with(e->d_name, "usb"))
+        const int n = root_hub_number(e->d_name);
+        if (n == -2)
             continue;
-        char *end = nullptr;
-        long bus = strtol(e->d_name + 3, &end, 10);
-        if (end == e->d_name + 3) {
+        if (n == -1) {
             ERR_TRACE(HAL_TRACE_ERROR, "%s%d:System Internal Error\n", __func__, __LINE__);
             return count;
         }
-        const int n = static_cast<int>(bus);
         char below[HAL_SYSFS_PATH_LEN];
         char name[HAL_ID_LEN];
         int written;
@@ -522,17 +530,16 @@ int usb_expander_get_ext_device_bus(char *usb_bus, int port, char *name, int siz
         dirent *e = readdir(dir.get());
         if (!e)
             break;
-        if (!starts_with(e->d_name, "usb"))
+        const int bus = root_hub_number(e->d_name);
+        if (bus == -2)
             continue;
-        char *end = nullptr;
-        long bus = strtol(e->d_name + 3, &end, 10);
-        if (end == e->d_name + 3) {
+        if (bus == -1) {
             ERR_TRACE(HAL_TRACE_ERROR, "%s(%d):System Error\n", __func__, __LINE__);
             return -1;
         }
         if (bus == own_bus && other != -1)
             continue;
-        other = static_cast<int>(bus);
+        other = bus;
     }
     int written;
     if (other != -1 && other != own_bus) {
