@@ -14,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "nashal/hal_se.h"
 #include "nashal/hal_trace.h"
 #include "nashal/pd_sys.h"
 #include "nashal/pic_sys.h"
@@ -383,4 +384,41 @@ TEST_F(UsbEnclosures, HubPluggedIntoAListedPortIsFoundAndGoneWhenUnplugged) {
     remove_tree("/sys/bus/usb/devices/1-7");
     EXPECT_EQ(enumerate().size(), 4u);
     EXPECT_EQ(usb_expander_getinfo("usb_1-7", &info), -1);
+}
+
+TEST_F(UsbEnclosures, ScanAttachesEachOnceAndADetachKeepsTheOthers) {
+    // Without its controller in the type the box attaches without a monitor.
+    std::string ext = kModelExt;
+    ext.replace(ext.find("CAP = 0x400000"), sizeof "CAP = 0x400000" - 1, "CAP = 0x0");
+    write_file("/etc/model_ext.conf", ext);
+    ASSERT_TRUE(make_dirs("/etc/config"));
+    SE_Scan();
+    const char *ids[] = {"usb_2-1", "usb_1-2", "usb_1-2.4", "usb_1-4"};
+    int first[4] = {};
+    for (int i = 0; i < 4; ++i) {
+        ASSERT_EQ(SE_Get_Id_By_Sys_Id(ids[i], &first[i]), 0) << ids[i];
+        EXPECT_GT(first[i], 0) << ids[i];
+    }
+    SE_Scan();
+    EXPECT_EQ(SE_Sys_Attach("usb_1-2.4", 0), SE_Sys_Attach("usb_1-2.4", 0));
+    int all[32] = {};
+    const int before = SE_Enumerate(all, 32, nullptr, nullptr);
+    for (int i = 0; i < 4; ++i) {
+        int again = 0;
+        EXPECT_EQ(SE_Get_Id_By_Sys_Id(ids[i], &again), 0);
+        EXPECT_EQ(again, first[i]) << ids[i] << " keeps its id";
+    }
+
+    // The box is unplugged: it leaves, the hubs stay where they were.
+    remove_tree(box_);
+    remove_tree("/sys/bus/usb/devices/2-1");
+    EXPECT_EQ(SE_Sys_Exist("usb_2-1"), 0);
+    SE_Sys_Pre_Detach("usb_2-1");
+    SE_Sys_Detach("usb_2-1");
+    EXPECT_EQ(SE_Enumerate(all, 32, nullptr, nullptr), before - 1);
+    for (int i = 1; i < 4; ++i) {
+        int again = 0;
+        EXPECT_EQ(SE_Get_Id_By_Sys_Id(ids[i], &again), 0);
+        EXPECT_EQ(again, first[i]) << ids[i];
+    }
 }
