@@ -2,6 +2,7 @@
 // measured in the same run:
 //   - a query against opening, reading whole and closing the same file (reading until a read
 //     finds the end, as a reader that knows nothing of the file does);
+//   - a record of 20 fields taken from one snapshot of the file against the same read;
 //   - a change against writing a temporary copy of the file and renaming it over the file;
 //   - a suppressed trace against opening its lock file, locking, unlocking, a failed open of the
 //     trace configuration file and closing the lock file.
@@ -12,10 +13,11 @@
 #include <unistd.h>
 
 #include <cstdio>
-#include <map>
 #include <string>
 #include <vector>
 
+#include "bench/baseline.h"
+#include "foundation/ini_snapshot.h"
 #include "nashal/hal_trace.h"
 #include "nashal/ini_conf.h"
 #include "sim/appliance.h"
@@ -41,15 +43,8 @@ std::string store_file() {
 }
 
 void BM_ReadBaseline(benchmark::State &state) {
-    static char buf[65536];
-    for (auto _ : state) {
-        int fd = open(kConf, O_RDONLY | O_CLOEXEC);
-        ssize_t total = 0, n;
-        while ((n = read(fd, buf, sizeof buf)) > 0)
-            total += n;
-        close(fd);
-        benchmark::DoNotOptimize(total);
-    }
+    for (auto _ : state)
+        benchmark::DoNotOptimize(nashal::bench::read_whole_file(kConf));
 }
 BENCHMARK(BM_ReadBaseline);
 
@@ -61,6 +56,22 @@ void BM_GetField(benchmark::State &state) {
             Ini_Conf_Get_Field(kConf, "PhysicalDisk_30", "field_20", buf, sizeof buf));
 }
 BENCHMARK(BM_GetField);
+
+// Every field of the last section from one read: what a record reader does.
+void BM_SnapshotRecord(benchmark::State &state) {
+    char names[kFields][16];
+    for (int f = 0; f < kFields; ++f)
+        snprintf(names[f], sizeof names[f], "field_%d", f + 1);
+    char buf[64];
+    for (auto _ : state) {
+        nashal::ini::Snapshot snap(kConf);
+        int found = 0;
+        for (const char *name : names)
+            found += snap.get_field("PhysicalDisk_30", name, buf, sizeof buf) > 0;
+        benchmark::DoNotOptimize(found);
+    }
+}
+BENCHMARK(BM_SnapshotRecord);
 
 void BM_WriteBaseline(benchmark::State &state) {
     std::string text = store_file();
@@ -105,35 +116,6 @@ void BM_TraceSuppressed(benchmark::State &state) {
 }
 BENCHMARK(BM_TraceSuppressed);
 
-// Keeps each benchmark's time per iteration, real and CPU, so the ratios can be printed after
-// the table: the median of the repetitions when there are several, else the single run.
-class RatioReporter : public benchmark::ConsoleReporter {
-  public:
-    struct Times {
-        double real = 0, cpu = 0;
-    };
-    void ReportRuns(const std::vector<Run> &runs) override {
-        for (const Run &r : runs) {
-            const std::string &name = r.run_name.function_name;
-            if (r.run_type == Run::RT_Aggregate && r.aggregate_name == "median")
-                median[name] = {r.GetAdjustedRealTime(), r.GetAdjustedCPUTime()};
-            else if (r.run_type == Run::RT_Iteration)
-                single[name] = {r.GetAdjustedRealTime(), r.GetAdjustedCPUTime()};
-        }
-        ConsoleReporter::ReportRuns(runs);
-    }
-    const Times *find(const std::string &name) const {
-        auto m = median.find(name);
-        if (m != median.end())
-            return &m->second;
-        auto s = single.find(name);
-        return s != single.end() ? &s->second : nullptr;
-    }
-
-  private:
-    std::map<std::string, Times> median, single;
-};
-
 }  // namespace
 
 int main(int argc, char **argv) {
@@ -145,33 +127,25 @@ int main(int argc, char **argv) {
     // No trace configuration file: the suppressed trace's open of it fails, as the baseline's.
     unlink("/var/log/hal_lib.log.conf");
 
-    // Repeated and interleaved by default, so that a figure and its baseline see the same
-    // load of the machine and the same state of the file system (each change leaves a deleted
-    // file behind, which the next file creation pays for); flags given on the command line,
-    // coming later, win.
-    std::vector<char *> args(argv, argv + argc);
-    char repetitions[] = "--benchmark_repetitions=9";
-    char interleave[] = "--benchmark_enable_random_interleaving=true";
-    args.insert(args.begin() + 1, {repetitions, interleave});
-    int count = static_cast<int>(args.size());
-    benchmark::Initialize(&count, args.data());
-    RatioReporter reporter;
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-    benchmark::Shutdown();
+    // Repeated and interleaved (baseline.h), also so that a figure and its baseline see the
+    // same state of the file system: each change leaves a deleted file behind, which the next
+    // file creation pays for.
+    nashal::bench::RatioReporter reporter;
+    nashal::bench::run_interleaved(argc, argv, 9, reporter);
 
     struct Target {
         const char *name, *baseline;
         double limit;
     };
     const Target targets[] = {{"BM_GetField", "BM_ReadBaseline", 1.5},
+                              {"BM_SnapshotRecord", "BM_ReadBaseline", 1.5},
                               {"BM_SetField", "BM_WriteBaseline", 2.0},
                               {"BM_TraceSuppressed", "BM_TraceBaseline", 1.5}};
     printf("\nratio to baseline, real time (target), cpu time:\n");
-    for (const Target &t : targets) {
-        const RatioReporter::Times *a = reporter.find(t.name), *b = reporter.find(t.baseline);
-        if (a && b && b->real > 0 && b->cpu > 0)
+    for (const Target &t : targets)
+        if (reporter.ratio(t.name, t.baseline) > 0)
             printf("  %-20s / %-18s %6.2f  (<= %.1f)  %6.2f\n", t.name, t.baseline,
-                   a->real / b->real, t.limit, a->cpu / b->cpu);
-    }
+                   reporter.ratio(t.name, t.baseline), t.limit,
+                   reporter.ratio(t.name, t.baseline, true));
     return 0;
 }

@@ -25,12 +25,16 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     switch (selector) {
         case 0: {
             uint32_t types[SES_MAX_ELEMENT_TYPES][2];
-            int n = ses_decode_config_page(p, bytes.size(), types, SES_MAX_ELEMENT_TYPES, "fuzz");
+            int n = ses_decode_config_page(p, bytes.size(), types, SES_MAX_ELEMENT_TYPES);
             if (n > SES_MAX_ELEMENT_TYPES)
                 __builtin_trap();
-            if (n > 0) {
-                int offset = 0;
-                comm_sys_get_ses_control_element_offset(types[0][0], 1, types, n, &offset);
+            // The last element of every type: an offset that is given lies inside the page.
+            for (int i = 0; i < n; ++i) {
+                int offset = -1;
+                if (ses_element_in_page(types[i][0], static_cast<int>(types[i][1]), types, n,
+                                        SES_STATUS_PAGE_LEN, &offset, "fuzz") == 0 &&
+                    (offset < 0 || offset + 4 > SES_STATUS_PAGE_LEN))
+                    __builtin_trap();
             }
             break;
         }
@@ -38,7 +42,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
             unsigned char page[SES_STATUS_PAGE_LEN];
             int n = ses_decode_raw_text(reinterpret_cast<const char *>(p), bytes.size(), page,
                                         sizeof page);
-            if (n > static_cast<int>(sizeof page))
+            if (n >= static_cast<int>(sizeof page))
                 __builtin_trap();
             break;
         }

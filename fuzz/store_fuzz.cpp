@@ -61,6 +61,16 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
         const std::string *in_doc = doc.find(sec, field.c_str());
         bool found = nashal::ini::lookup(text, sec, field.c_str(), &direct);
         check(found == (in_doc != nullptr) && (!found || direct == *in_doc));
+        // A lookup from the section's first header on, as a snapshot does, finds the same.
+        if (sec) {
+            size_t start = nashal::ini::section_start(text, sec);
+            std::string_view from = start == std::string_view::npos
+                                        ? std::string_view()
+                                        : std::string_view(text).substr(start);
+            std::string_view narrowed;
+            bool found_from = nashal::ini::lookup(from, sec, field.c_str(), &narrowed);
+            check(found_from == found && (!found || narrowed == direct));
+        }
     }
 
     if (names_ok) {

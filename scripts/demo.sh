@@ -29,6 +29,20 @@ run disks-found root_usb
 run disks-found root_boot
 run disks-found root_cache
 
+# What the scan recorded: every enclosure's disks, one in full, and one probed afresh.
+run disks
+run disk 0 5
+run disk-probe sg0
+
 # Board settings kept in CMOS: power-loss policy and EuP.
 run cmos recovery
 run cmos eup
+
+# The Super I/O chip, the temperatures and fans, and an LED change read back from the chip.
+run sio info
+run temps
+run fans
+run sio gpio FRONT_USB_LED
+run led usb on
+run sio gpio FRONT_USB_LED
+run led usb off

@@ -11,13 +11,19 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <sstream>
 
 #include "clock.h"
 #include "cmos_model.h"
+#include "i2c_bus_model.h"
+#include "nashal/se_model.h"
+#include "buzzer_model.h"
+#include "superio_model.h"
 #include "controller_emulator.h"
 #include "net_model.h"
 #include "devices.h"
 #include "fs.h"
+#include "sg_io_model.h"
 
 #ifndef NASHAL_SIM_TOOL_BUILD_PATH
 #define NASHAL_SIM_TOOL_BUILD_PATH ""
@@ -338,6 +344,30 @@ Appliance::~Appliance() {
         remove_tree(dir_);
 }
 
+namespace {
+
+// What the board's init does before any daemon starts, as /sim/boot.conf lists it (one step a
+// line): "setup_model_conf" runs the model selection, so that /etc/model.conf is the board's
+// own description from the first query on, as on a box that has booted.
+void run_described_boot() {
+    std::istringstream steps(read_file("/sim/boot.conf"));
+    std::string step;
+    while (steps >> step) {
+        if (step[0] == '#') {
+            std::getline(steps, step);
+            continue;
+        }
+        if (step == "setup_model_conf") {
+            if (se_sys_setup_model_conf() != 0)
+                fprintf(stderr, "virtual appliance: model selection failed\n");
+        } else {
+            fprintf(stderr, "virtual appliance: /sim/boot.conf: unknown step %s\n", step.c_str());
+        }
+    }
+}
+
+}  // namespace
+
 bool Appliance::activate() {
     if (active_)
         return true;
@@ -372,9 +402,14 @@ bool Appliance::activate() {
     devices_install();
     // The chips the board describes answer from the start, as on a box that was switched on.
     attach_described_cmos();
+    attach_described_i2c();
+    attach_described_superio();
+    attach_buzzer();
+    attach_sg_io_emulator();
     attach_described_controller();
     attach_network();
     active_ = true;
+    run_described_boot();
     return true;
 }
 
@@ -406,17 +441,7 @@ std::string Appliance::path(const std::string &real_path) const {
 }
 
 std::vector<std::string> invocations() {
-    std::vector<std::string> lines;
-    std::string all = read_file("/sim/invocations.log");
-    size_t i = 0;
-    while (i < all.size()) {
-        size_t j = all.find('\n', i);
-        if (j == std::string::npos)
-            j = all.size();
-        lines.push_back(all.substr(i, j - i));
-        i = j + 1;
-    }
-    return lines;
+    return read_lines("/sim/invocations.log");
 }
 
 void clear_invocations() {

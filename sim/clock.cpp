@@ -1,6 +1,7 @@
 #include "clock.h"
 
 #include <sys/time.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -20,6 +21,8 @@ struct Clock {
     int64_t now_us = 0;
     int64_t slept_us = 0;
     std::vector<Event> events;
+    bool pace_background = false;
+    pid_t installer = 0;
 };
 
 Clock &clock_state() {
@@ -52,12 +55,24 @@ void advance(int64_t us) {
     c.now_us = target;
 }
 
+// A session leader that isn't the process that installed the clock was detached on purpose.
+void pace(int64_t us) {
+    const Clock &c = clock_state();
+    if (c.pace_background && getpid() != c.installer && getsid(0) == getpid()) {
+        struct timespec ts = {static_cast<time_t>(us / 1000000),
+                              static_cast<long>((us % 1000000) * 1000)};
+        nanosleep(&ts, nullptr);
+    }
+}
+
 unsigned int v_sleep(unsigned int seconds) {
+    pace(static_cast<int64_t>(seconds) * 1000000);
     advance(static_cast<int64_t>(seconds) * 1000000);
     return 0;
 }
 
 int v_usleep(useconds_t usec) {
+    pace(usec);
     advance(usec);
     return 0;
 }
@@ -133,6 +148,7 @@ void clock_install() {
     c.now_us = real_now_us();
     c.slept_us = 0;
     c.events.clear();
+    c.installer = getpid();
     nashal_os_hooks.sleep = v_sleep;
     nashal_os_hooks.usleep = v_usleep;
     nashal_os_hooks.time = v_time;
@@ -159,6 +175,10 @@ int64_t clock_slept_us() {
 }
 void clock_advance_us(int64_t us) {
     advance(us);
+}
+
+void clock_pace_background(bool on) {
+    clock_state().pace_background = on;
 }
 
 void clock_at(int64_t delay_us, std::function<void()> fn) {

@@ -19,6 +19,11 @@ int64_t clock_slept_us();
 void clock_advance_us(int64_t us);
 // Runs fn once the virtual clock reaches now + delay_us (during a later sleep or advance).
 void clock_at(int64_t delay_us, std::function<void()> fn);
+// With `on`, a detached background process (a blinker: forked, a session of its own) sleeps in
+// real time as well as on its virtual clock, so it neither spins a core nor races ahead of the
+// world it toggles; its own clock still advances by exactly what it slept. The test process and
+// its plain forked children stay on the instant clock. Off by default; halctl turns it on.
+void clock_pace_background(bool on);
 
 }  // namespace nashal::sim
 

@@ -20,6 +20,7 @@ struct PortRange {
 
 struct Registry {
     std::map<std::string, IoctlHandler> devices;
+    std::map<std::string, IoctlHandler> prefixes;
     IoctlHandler socket_handler;
     std::vector<PortRange> ports;
     std::vector<bool> permitted = std::vector<bool>(65536, false);
@@ -30,7 +31,9 @@ Registry &registry() {
     return r;
 }
 
-std::string fd_path(int fd) {
+}  // namespace
+
+std::string device_path_of(int fd) {
     char link[64];
     snprintf(link, sizeof link, "/proc/self/fd/%d", fd);
     char target[PATH_MAX];
@@ -41,12 +44,18 @@ std::string fd_path(int fd) {
     return target;
 }
 
+namespace {
+
 int sim_ioctl(int fd, unsigned long request, void *arg) {
-    std::string path = fd_path(fd);
+    std::string path = device_path_of(fd);
     auto &r = registry();
     auto it = r.devices.find(path);
     if (it != r.devices.end())
         return it->second(fd, request, arg);
+    for (auto &[prefix, handler] : r.prefixes) {
+        if (path.rfind(prefix, 0) == 0)
+            return handler(fd, request, arg);
+    }
     if (path.rfind("socket:", 0) == 0 && r.socket_handler)
         return r.socket_handler(fd, request, arg);
     errno = ENODEV;
@@ -97,6 +106,10 @@ void register_ioctl_device(const std::string &device_path, IoctlHandler handler)
     registry().devices[device_path] = std::move(handler);
 }
 
+void register_ioctl_prefix(const std::string &prefix, IoctlHandler handler) {
+    registry().prefixes[prefix] = std::move(handler);
+}
+
 void register_socket_ioctl(IoctlHandler handler) {
     registry().socket_handler = std::move(handler);
 }
@@ -127,6 +140,7 @@ void devices_uninstall() {
     nashal_os_hooks.outl = nullptr;
     auto &r = registry();
     r.devices.clear();
+    r.prefixes.clear();
     r.socket_handler = nullptr;
     r.ports.clear();
     r.permitted.assign(65536, false);

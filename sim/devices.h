@@ -19,6 +19,11 @@ using IoctlHandler = std::function<int(int fd, unsigned long request, void *arg)
 // Handler for every ioctl on fds whose /proc/self/fd link is exactly `device_path`
 // ("/dev/sg3", "/dev/i2c-0", "/dev/bus/usb/001/002").
 void register_ioctl_device(const std::string &device_path, IoctlHandler handler);
+// Handler for ioctls on every node whose path begins with `prefix` ("/dev/sg") and that has no
+// handler of its own; the handler tells nodes apart with device_path_of(fd).
+void register_ioctl_prefix(const std::string &prefix, IoctlHandler handler);
+// The path an open descriptor names ("/dev/sg3"), empty if unknown.
+std::string device_path_of(int fd);
 // Handler for ioctls on sockets (SIOCGIFFLAGS, SIOCSIFNAME, SIOCETHTOOL, ...).
 void register_socket_ioctl(IoctlHandler handler);
 

@@ -147,4 +147,18 @@ std::vector<std::string> list_dir(const std::string &path) {
     return out;
 }
 
+std::vector<std::string> read_lines(const std::string &path) {
+    std::vector<std::string> lines;
+    std::string all = read_file(path);
+    size_t i = 0;
+    while (i < all.size()) {
+        size_t j = all.find('\n', i);
+        if (j == std::string::npos)
+            j = all.size();
+        lines.push_back(all.substr(i, j - i));
+        i = j + 1;
+    }
+    return lines;
+}
+
 }  // namespace nashal::sim

@@ -16,6 +16,8 @@ bool append_file(const std::string &path, const std::string &content);
 // Reads a whole file; empty when it is missing.
 std::string read_file(const std::string &path);
 bool exists(const std::string &path);
+// The lines of a file, without their newlines; empty when it is missing.
+std::vector<std::string> read_lines(const std::string &path);
 // Creates link -> target, with the target written relative to the link's directory, as the
 // kernel writes sysfs links ("../../devices/pci0000:00/..."). Creates parents of the link.
 bool symlink_relative(const std::string &target, const std::string &link);

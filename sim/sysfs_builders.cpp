@@ -154,11 +154,17 @@ std::string SysfsTree::scsi_host(const std::string &parent, int host) {
     return path;
 }
 
-std::string SysfsTree::ahci_port(const std::string &controller, int ata_port, int host) {
+std::string SysfsTree::ahci_port(const std::string &controller, int ata_port, int host,
+                                 const std::string &link_speed) {
     std::string ata = fmt("%s/ata%d", controller.c_str(), ata_port);
     std::string cls = fmt("%s/ata_port/ata%d", ata.c_str(), ata_port);
     attribute(cls, "port_no", fmt("%d\n", ata_port));
     link(cls, fmt("/sys/class/ata_port/ata%d", ata_port));
+    // The port's host link, as libata shows it: negotiated speed and the controller's limit.
+    std::string link_cls = fmt("%s/link%d/ata_link/link%d", ata.c_str(), ata_port, ata_port);
+    attribute(link_cls, "sata_spd", link_speed + "\n");
+    attribute(link_cls, "hw_sata_spd_limit", "6.0 Gbps\n");
+    link(link_cls, fmt("/sys/class/ata_link/link%d", ata_port));
     return scsi_host(ata, host);
 }
 
@@ -252,6 +258,9 @@ ScsiDevice SysfsTree::scsi_device(const std::string &parent, const ScsiAddress &
     attribute(d.device, "model", padded(desc.model, 16));
     attribute(d.device, "rev", padded(desc.rev, 4));
     attribute(d.device, "state", "running\n");
+    // The kernel's request counters, in hexadecimal as it prints them.
+    attribute(d.device, "iorequest_cnt", fmt("0x%x\n", desc.io_requests));
+    attribute(d.device, "iodone_cnt", fmt("0x%x\n", desc.io_done));
     if (desc.sas_address)
         attribute(d.device, "sas_address",
                   fmt("0x%016llx\n", (unsigned long long)desc.sas_address));
@@ -270,8 +279,9 @@ ScsiDevice SysfsTree::scsi_device(const std::string &parent, const ScsiAddress &
     if (!desc.block.empty()) {
         d.block = d.device + "/block/" + desc.block;
         attribute(d.block, "dev", sd_dev(desc.block));
-        attribute(d.block, "size", "7814037168\n");
-        attribute(d.block, "removable", "0\n");
+        attribute(d.block, "size", fmt("%llu\n", static_cast<unsigned long long>(desc.size_512)));
+        attribute(d.block + "/queue", "logical_block_size", fmt("%u\n", desc.logical_block_size));
+        attribute(d.block, "removable", desc.removable ? "1\n" : "0\n");
         link(d.device, d.block + "/device");
         link(d.block, "/sys/block/" + desc.block);
         link(d.block, "/sys/class/block/" + desc.block);
@@ -325,6 +335,7 @@ std::string SysfsTree::usb_device(const std::string &parent_hub, int port, const
     attribute(path, "speed", desc.speed + "\n");
     attribute(path, "maxchild", fmt("%d\n", desc.maxchild));
     attribute(path, "bDeviceClass", desc.maxchild > 0 ? "09\n" : "00\n");
+    attribute(path, "bmAttributes", desc.self_powered ? "c0\n" : "80\n");
     attribute(path, "busnum", name.substr(0, name.find('-')) + "\n");
     attribute(path, "devpath", devpath + "\n");
     link(path, "/sys/bus/usb/devices/" + name);

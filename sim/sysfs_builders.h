@@ -54,6 +54,14 @@ struct ScsiDesc {
     std::string model;   // padded to 16
     std::string rev = "0001";
     uint64_t sas_address = 0;  // non-zero: a "sas_address" attribute "0x%016llx"
+    // The block device: "size" in 512-byte units (whatever the sector), "queue/logical_block_size"
+    // and "removable", as the kernel shows them.
+    uint64_t size_512 = 7814037168ull;
+    uint32_t logical_block_size = 512;
+    bool removable = false;
+    // "iorequest_cnt" and "iodone_cnt" of the device: a disk that answers has served requests.
+    unsigned io_requests = 0x40;
+    unsigned io_done = 0x40;
 
     static ScsiDesc disk(int sg, const std::string &block, const std::string &vendor,
                          const std::string &model);
@@ -84,6 +92,7 @@ struct UsbDesc {
     std::string serial;
     std::string speed = "480";  // "1.5", "12", "480", "5000"
     int maxchild = 0;           // > 0 makes it a hub (bDeviceClass 09)
+    bool self_powered = false;  // bit 6 of "bmAttributes" (80 bus-powered, c0 self-powered)
 };
 
 // What a network interface shows in sysfs, and how the network emulator starts it.
@@ -121,7 +130,10 @@ class SysfsTree {
     // parent/hostH with scsi_host/hostH and /sys/class/scsi_host/hostH.
     std::string scsi_host(const std::string &parent, int host);
     // An AHCI port: controller/ataN/hostH (with ata_port/ataN). Returns the host path.
-    std::string ahci_port(const std::string &controller, int ata_port, int host);
+    // With /sys/class/ata_link/linkN: "sata_spd" link_speed ("6.0 Gbps"; "<unknown>" for an
+    // empty port) and "hw_sata_spd_limit" "6.0 Gbps".
+    std::string ahci_port(const std::string &controller, int ata_port, int host,
+                          const std::string &link_speed = "6.0 Gbps");
     // A SAS HBA host: controller/hostH with `phys` phys phy-H:i (sas_phy class).
     std::string sas_host(const std::string &controller, int host, int phys,
                          uint64_t sas_address = 0x500605b000000000ull);

@@ -1,17 +1,25 @@
 // Writes the disk part of the example boards' sysfs trees (controllers, hosts, disks, USB ports)
 // with the virtual appliance's builders. Run once after changing a layout and commit the result:
 //
-//   g++ -std=c++17 -I. examples/appliances/make_disk_sysfs.cpp sim/sysfs_builders.cpp
-//       sim/fs.cpp -o /tmp/make_disk_sysfs && /tmp/make_disk_sysfs examples/appliances
+//   g++ -std=c++17 -I. -Isrc examples/appliances/make_disk_sysfs.cpp sim/sysfs_builders.cpp
+//       sim/ata_identify_image.cpp sim/fs.cpp -o /tmp/make_disk_sysfs &&
+//       /tmp/make_disk_sysfs examples/appliances
+//
+// It writes the drives' own answers too: the IDENTIFY data of each SATA drive
+// (sim/ata/sgN/identify) and the inquiry and capacity description of each SAS drive
+// (sim/inq/sgN).
 //
 // Other parts of a board's sysfs (network, sensors) are written by their own owners and are
 // left alone; only the all-disk boards x86-pcie-sas and x86-12bay-sas are cleared first.
 //
-// The layouts here and the slot sections of each board's etc/model.conf describe the same
-// hardware; tests/disk/example_boards_test.cpp checks that they agree.
+// The layouts here and the slot sections of each board's model file (etc/model.conf, or the
+// etc/model_*.conf that the model selection links it to) describe the same hardware;
+// tests/disk/example_boards_test.cpp checks that they agree.
 #include <cstdio>
 #include <string>
+#include <vector>
 
+#include "sim/ata_identify_image.h"
 #include "sim/fs.h"
 #include "sim/sysfs_builders.h"
 
@@ -27,6 +35,53 @@ std::string sd(int n) {
     return name;
 }
 
+// A SATA drive of a family: a 4 TB NAS disk with a WWN, a 1 TB SSD with TRIM, a 2 TB desktop
+// disk; serial numbers count up per board.
+AtaDiskDesc nas_hdd(int n) {
+    AtaDiskDesc d;
+    d.model = "WDC WD40EFRX-68N32N0";
+    d.serial = "WD-WCC7K000000" + std::to_string(n);
+    d.firmware = "82.00A82";
+    d.sectors = 7814037168ull;
+    d.physical_per_logical_log2 = 3;
+    d.wwn = 0x50014ee2b0000000ull + static_cast<uint64_t>(n);
+    d.rotation = 5400;
+    d.erc = true;
+    return d;
+}
+
+AtaDiskDesc sata_ssd(int n) {
+    AtaDiskDesc d;
+    d.model = "Samsung SSD 860 EVO 1TB";
+    d.serial = "S3Z9NB0K00000" + std::to_string(n) + "X";
+    d.firmware = "RVT02B6Q";
+    d.sectors = 1953525168ull;
+    d.wwn = 0x5002538e40000000ull + static_cast<uint64_t>(n);
+    d.rotation = 1;
+    d.trim = true;
+    return d;
+}
+
+AtaDiskDesc desktop_hdd(const char *model, int n, uint64_t sectors) {
+    AtaDiskDesc d;
+    d.model = model;
+    d.serial = "ZFL0000" + std::to_string(n);
+    d.firmware = "0001";
+    d.sectors = sectors;
+    d.rotation = 7200;
+    return d;
+}
+
+// A SAS drive's answers to sg_inq and sg_readcap (format in docs/virtual-appliance.md).
+void sas_drive(const std::string &dir, int sg, const char *model, int n, uint64_t sectors) {
+    char text[512];
+    snprintf(text, sizeof text,
+             "vendor SEAGATE\nmodel %s\nrev E004\nserial ZJV0%04d\n"
+             "sas_address 5000c50000%06x\nrotation 7200\nsectors %llu\nblock_size 512\n",
+             model, n, 0x100000 + n, static_cast<unsigned long long>(sectors));
+    write_file(dir + "/sim/inq/sg" + std::to_string(sg), text);
+}
+
 // Eight SATA bays on the chipset's AHCI controller (bay 8 empty), an M.2 cache bay on an AHCI
 // controller behind a root port, two eSATA ports on a controller behind another root port (a
 // port multiplier with two disks on the first), and the USB ports: an on-board hub at root port
@@ -36,31 +91,39 @@ void x86_8bay(const std::string &dir) {
     SysfsTree t(dir);
     int sg = 0;
     int block = 0;
-    auto disk = [&](const std::string &host, ScsiAddress a, const char *model) {
-        t.scsi_device(host, a, ScsiDesc::disk(sg++, sd(block++), "ATA", model));
+    // libata shows "ATA" and the first 16 characters of the IDENTIFY model.
+    auto disk = [&](const std::string &host, ScsiAddress a, const AtaDiskDesc &ata) {
+        ScsiDesc d = ScsiDesc::disk(sg, sd(block++), "ATA", ata.model.substr(0, 16));
+        d.size_512 = ata.sectors * (ata.logical_sector_bytes / 512);
+        t.scsi_device(host, a, d);
+        describe_ata_disk(dir, "sg" + std::to_string(sg++), ata);
     };
     auto root = t.pci_root(0, 0);
 
+    // Bays 1-7: NAS disks, but bay 5 holds an SSD (cacheable by the model's bitmap).
     auto ahci = t.pci_function(root, 0, 0, 0x1f, 2, kPciClassAhci, 0x8086, 0xa102);
     for (int port = 0; port < 8; ++port) {
-        auto host = t.ahci_port(ahci, port + 1, port);
+        auto host = t.ahci_port(ahci, port + 1, port, port < 7 ? "6.0 Gbps" : "<unknown>");
         if (port < 7)
-            disk(host, {port, 0, 0, 0}, "WDC WD40EFRX-68N");
+            disk(host, {port, 0, 0, 0}, port == 4 ? sata_ssd(1) : nas_hdd(port + 1));
     }
 
     auto cache_port = t.pci_bridge(root, 0, 0, 0x1c, 0, 2);
     auto cache = t.pci_function(cache_port, 0, 2, 0, 0, kPciClassAhci, 0x1b4b, 0x9215);
-    disk(t.ahci_port(cache, 9, 8), {8, 0, 0, 0}, "Samsung SSD 970");
+    AtaDiskDesc m2 = sata_ssd(2);
+    m2.model = "Samsung SSD 970 EVO 500GB";
+    m2.sectors = 976773168ull;
+    disk(t.ahci_port(cache, 9, 8), {8, 0, 0, 0}, m2);
 
     auto esata_port = t.pci_bridge(root, 0, 0, 0x1c, 1, 3);
     auto esata = t.pci_function(esata_port, 0, 3, 0, 0, kPciClassAhci, 0x1b21, 0x0612);
     auto pmp_host = t.ahci_port(esata, 10, 9);
     t.ata_device_class(esata, 10, "pmp");
-    disk(pmp_host, {9, 0, 0, 0}, "ST2000DM008-2FR1");
-    disk(pmp_host, {9, 1, 0, 0}, "ST2000DM008-2FR1");
+    disk(pmp_host, {9, 0, 0, 0}, desktop_hdd("ST2000DM008-2FR102", 1, 3907029168ull));
+    disk(pmp_host, {9, 1, 0, 0}, desktop_hdd("ST2000DM008-2FR102", 2, 3907029168ull));
     auto direct_host = t.ahci_port(esata, 11, 10);
     t.ata_device_class(esata, 11, "ata");
-    disk(direct_host, {10, 0, 0, 0}, "ST4000VN008-2DR1");
+    disk(direct_host, {10, 0, 0, 0}, desktop_hdd("ST4000VN008-2DR166", 3, 7814037168ull));
 
     auto xhci = t.pci_function(root, 0, 0, 0x14, 0, kPciClassXhci, 0x8086, 0xa12f);
     auto hs = t.usb_root_hub(xhci, 1, 4, "480");
@@ -70,26 +133,45 @@ void x86_8bay(const std::string &dir) {
     hub_desc.product = 0x0608;
     hub_desc.maxchild = 4;
     auto hub = t.usb_device(hs, 1, hub_desc);
-    auto storage = [&](const std::string &parent, int port, const char *speed, int host, int luns,
-                       int type) {
-        UsbDesc d;
-        d.vendor = 0x0bda;
-        d.product = 0x0129;
-        d.speed = speed;
-        auto dev = t.usb_device(parent, port, d);
+    // A USB device: its descriptor and the SCSI description of each LUN behind its bridge.
+    auto storage = [&](const std::string &parent, int port, const UsbDesc &usb, int host,
+                       std::vector<ScsiDesc> luns) {
+        auto dev = t.usb_device(parent, port, usb);
         auto h = t.scsi_host(t.usb_interface(dev, 0, 8), host);
-        for (int lun = 0; lun < luns; ++lun) {
-            ScsiDesc desc = ScsiDesc::disk(sg++, type == 0 ? sd(block++) : "", "Generic",
-                                           type == 0 ? "USB Storage" : "DVD-RW");
-            desc.type = type;
-            t.scsi_device(h, {host, 0, 0, lun}, desc);
+        for (size_t lun = 0; lun < luns.size(); ++lun) {
+            luns[lun].sg = sg++;
+            if (luns[lun].type == 0)
+                luns[lun].block = sd(block++);
+            t.scsi_device(h, {host, 0, 0, static_cast<int>(lun)}, luns[lun]);
         }
     };
-    storage(hub, 1, "480", 11, 4, 0);  // front port 1: card reader, four slots
-    storage(ss, 1, "5000", 12, 1, 0);  // rear port A, SuperSpeed pair of root port 2
-    storage(hs, 3, "480", 13, 1, 0);   // rear port B, a high-speed disk
-    storage(hs, 4, "480", 14, 1, 0);   // internal header: the USB boot device
-    storage(hub, 2, "480", 15, 1, 5);  // front port 2: a CD-ROM
+    UsbDesc reader{0x0bda, 0x0129, "USB2.0-CRW", "Generic", "20100201396000000", "480"};
+    ScsiDesc empty_slot = ScsiDesc::disk(0, "", "Generic-", "SD/MMC/MS PRO");
+    empty_slot.size_512 = 0;  // no card: the slot has no medium
+    empty_slot.removable = true;
+    storage(hub, 1, reader, 11, {empty_slot, empty_slot, empty_slot, empty_slot});
+    // Rear port A: a USB stick on the SuperSpeed pair of root port 2, bus-powered, removable.
+    UsbDesc stick{0x0781, 0x5581, "Ultra", "SanDisk", "4C530001230101117143", "5000"};
+    ScsiDesc stick_lun = ScsiDesc::disk(0, "", "SanDisk", "Ultra");
+    stick_lun.size_512 = 60063744;
+    stick_lun.removable = true;
+    storage(ss, 1, stick, 12, {stick_lun});
+    // Rear port B: a 2.5" disk in a USB-to-SATA bridge enclosure with its own power.
+    UsbDesc bridge{0x174c, 0x55aa, "ASM1153E", "ASMedia", "00000000000000000001", "480"};
+    bridge.self_powered = true;
+    ScsiDesc bridge_lun = ScsiDesc::disk(0, "", "ASMT", "2115");
+    bridge_lun.size_512 = 1953525168ull;
+    storage(hs, 3, bridge, 13, {bridge_lun});
+    describe_ata_disk(dir, "sg16", desktop_hdd("ST1000LM035-1RK172", 4, 1953525168ull));
+    // Internal header: the USB boot module, 512 MB.
+    UsbDesc module{0x1005, 0xb113, "USB DISK MODULE", "", "0720000000001FD4", "480"};
+    ScsiDesc module_lun = ScsiDesc::disk(0, "", "USB DISK", "MODULE");
+    module_lun.size_512 = 1015808;
+    storage(hs, 4, module, 14, {module_lun});
+    // Front port 2: a CD-ROM.
+    ScsiDesc dvd = ScsiDesc::disk(0, "", "Generic", "DVD-RW");
+    dvd.type = 5;
+    storage(hub, 2, UsbDesc{0x0bda, 0x0129, "", "", "", "480"}, 15, {dvd});
 }
 
 // Twelve bays behind a PCIe switch on root port 00:01.0. Downstream port 0: a SAS HBA that
@@ -108,9 +190,13 @@ void x86_pcie_sas(const std::string &dir) {
     auto hba1 = t.pci_function(sw.downstream[0], 0, 3, 0, 0, kPciClassSas, 0x1000, 0x0097);
     for (int port = 0; port < 4; ++port) {
         auto host = t.scsi_host(hba1, port);
-        if (port != 2)
+        if (port != 2) {
+            AtaDiskDesc ata = desktop_hdd("HGST HUS726T4TALA6L4", 10 + port, 7814037168ull);
+            ata.wwn = 0x5000cca000000000ull + static_cast<uint64_t>(port);
+            describe_ata_disk(dir, "sg" + std::to_string(sg), ata);
             t.scsi_device(host, {port, 0, 0, 0},
                           ScsiDesc::disk(sg++, sd(block++), "ATA", "HGST HUS726T4TAL"));
+        }
     }
 
     const uint64_t hba_addr = 0x500605b000000400ull;
@@ -123,6 +209,8 @@ void x86_pcie_sas(const std::string &dir) {
     int target = 0;
     auto end_disk = [&](const std::string &port, int phy, bool ses) {
         auto end = t.sas_end_device(port, 0x5000c50000000000ull + phy, phy);
+        if (!ses)
+            sas_drive(dir, sg, "ST8000NM0075", sg, 15628053168ull);
         ScsiDesc d = ses ? ScsiDesc::enclosure(sg++, "VIRTUAL", "SAS EXPANDER")
                          : ScsiDesc::disk(sg++, sd(block++), "SEAGATE", "ST8000NM0075");
         t.scsi_device(end, {4, 0, target++, 0}, d);
@@ -179,33 +267,47 @@ void x86_12bay_sas(const std::string &dir) {
         t.scsi_device(end, {0, 0, target++, 0}, desc);
     };
     for (int bay = 1; bay <= 12; ++bay) {
-        if (bay != 6 && bay != 11)
+        if (bay != 6 && bay != 11) {
+            sas_drive(dir, sg, "ST12000NM0027", bay, 23437770752ull);
             end_device(bay + 7, ScsiDesc::disk(sg++, sd(block++), "SEAGATE", "ST12000NM0027"));
+        }
     }
     end_device(27, ScsiDesc::enclosure(sg++, "VIRTUAL", "SAS EXPANDER"));
 
     auto ahci = t.pci_function(root, 0, 0, 0x1f, 2, kPciClassAhci, 0x8086, 0xa102);
     for (int p = 0; p < 4; ++p) {
-        auto h = t.ahci_port(ahci, p + 1, p + 1);
-        if (p == 3)
-            t.scsi_device(h, {p + 1, 0, 0, 0},
-                          ScsiDesc::disk(sg++, sd(block++), "ATA", "Samsung SSD 860"));
+        auto h = t.ahci_port(ahci, p + 1, p + 1, p == 3 ? "6.0 Gbps" : "<unknown>");
+        if (p == 3) {
+            AtaDiskDesc ssd = sata_ssd(3);
+            ssd.sectors = 976773168ull;
+            ssd.model = "Samsung SSD 860 EVO 500GB";
+            describe_ata_disk(dir, "sg" + std::to_string(sg), ssd);
+            ScsiDesc d = ScsiDesc::disk(sg++, sd(block++), "ATA", "Samsung SSD 860");
+            d.size_512 = ssd.sectors;
+            t.scsi_device(h, {p + 1, 0, 0, 0}, d);
+        }
     }
 
     auto xhci = t.pci_function(root, 0, 0, 0x14, 0, kPciClassXhci, 0x8086, 0xa12f);
     auto hs = t.usb_root_hub(xhci, 1, 4, "480");
     auto ss = t.usb_root_hub(xhci, 2, 2, "5000");
-    auto storage = [&](const std::string &hub, int p, const char *speed, int h) {
-        UsbDesc d;
-        d.vendor = 0x0bda;
-        d.product = 0x0129;
-        d.speed = speed;
+    auto storage = [&](const std::string &hub, int p, const UsbDesc &d, int h, ScsiDesc lun) {
         auto usb = t.scsi_host(t.usb_interface(t.usb_device(hub, p, d), 0, 8), h);
-        t.scsi_device(usb, {h, 0, 0, 0},
-                      ScsiDesc::disk(sg++, sd(block++), "Generic", "USB Storage"));
+        lun.sg = sg++;
+        lun.block = sd(block++);
+        t.scsi_device(usb, {h, 0, 0, 0}, lun);
     };
-    storage(hs, 4, "480", 5);   // internal header: the USB boot module
-    storage(ss, 1, "5000", 6);  // rear port 1, SuperSpeed
+    // Internal header: the USB boot module, 512 MB.
+    ScsiDesc module = ScsiDesc::disk(0, "", "USB DISK", "MODULE");
+    module.size_512 = 1015808;
+    storage(hs, 4, UsbDesc{0x1005, 0xb113, "USB DISK MODULE", "", "0720000000001FD5", "480"}, 5,
+            module);
+    // Rear port 1, SuperSpeed: a self-powered 2 TB disk behind a USB-to-SATA bridge.
+    UsbDesc bridge{0x174c, 0x55aa, "ASM1153E", "ASMedia", "00000000000000000002", "5000"};
+    bridge.self_powered = true;
+    ScsiDesc disk = ScsiDesc::disk(0, "", "ASMT", "2115");
+    disk.size_512 = 3907029168ull;
+    storage(ss, 1, bridge, 6, disk);
 }
 
 }  // namespace
@@ -218,6 +320,10 @@ int main(int argc, char **argv) {
     std::string base = argv[1];
     for (const char *board : {"/x86-pcie-sas", "/x86-12bay-sas"}) {
         for (const char *sub : {"/sys", "/dev"})
+            remove_tree(base + board + sub);
+    }
+    for (const char *board : {"/x86-8bay", "/x86-pcie-sas", "/x86-12bay-sas"}) {
+        for (const char *sub : {"/sim/ata", "/sim/inq"})
             remove_tree(base + board + sub);
     }
     x86_8bay(base + "/x86-8bay");

@@ -13,6 +13,14 @@
 #include <nashal/comm_ses.h>
 #include <nashal/comm_port.h>
 #include <nashal/pd_sys.h>
+#include <nashal/i2c_sys.h>
+#include <nashal/vpd.h>
+#include <nashal/edid.h>
+#include <nashal/se_model.h>
+#include <nashal/se_bbu.h>
+#include <nashal/sio_sys.h>
+#include <nashal/hal_pd.h>
+#include <nashal/pd_smart.h>
 #include <nashal/pic_sys.h>
 #include <nashal/mcu_sys.h>
 #include <nashal/net_sys.h>

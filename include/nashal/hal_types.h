@@ -11,11 +11,11 @@ extern "C" {
 #endif
 
 /* Text limits that recur through the library (bytes, terminator included). */
-#define HAL_ID_LEN 32         /* enc_sys_id, pd_sys_id, model values */
-#define HAL_SERIAL_LEN 33     /* serial numbers */
-#define HAL_MODEL_LEN 41      /* model names */
-#define HAL_NAME_LEN 64       /* file and section names */
-#define HAL_CMD_LEN 80        /* shell commands */
+#define HAL_ID_LEN 32          /* enc_sys_id, pd_sys_id, model values */
+#define HAL_SERIAL_LEN 33      /* serial numbers */
+#define HAL_MODEL_LEN 41       /* model names */
+#define HAL_NAME_LEN 64        /* file and section names */
+#define HAL_CMD_LEN 80         /* shell commands */
 #define HAL_SYSFS_PATH_LEN 512 /* sysfs paths */
 
 /* Largest arrays the enumerations hand back (texts the caller frees one by one). */

@@ -21,12 +21,11 @@ typedef struct INI_CONF_LOCK INI_CONF_LOCK;
 
 int Ini_Conf_Get_Field(const char *file, const char *section, const char *field, char *out,
                        int size);
-int Ini_Conf_Set_Field(const char *file, const char *section, const char *field,
-                       const char *value);
-int Ini_Conf_Get_Field_Int(const char *file, const char *section, const char *field,
-                           int32_t *out, int format);
-int Ini_Conf_Set_Field_Int(const char *file, const char *section, const char *field,
-                           int32_t value, int format);
+int Ini_Conf_Set_Field(const char *file, const char *section, const char *field, const char *value);
+int Ini_Conf_Get_Field_Int(const char *file, const char *section, const char *field, int32_t *out,
+                           int format);
+int Ini_Conf_Set_Field_Int(const char *file, const char *section, const char *field, int32_t value,
+                           int format);
 int Ini_Conf_Remove_Field(const char *file, const char *section, const char *field);
 int Ini_Conf_Remove_Section(const char *file, const char *section);
 
@@ -36,9 +35,8 @@ int Ini_Conf_Bitmap_Reset_Bit(const char *file, const char *section, const char 
 int Ini_Conf_Bitmap_Get_Next_Free_Bit(const char *file, const char *section, const char *field,
                                       int *bit, int start_bit, int mark);
 int Ini_Conf_Bitmap_Get_Set_Count(const char *file, const char *section, const char *field);
-int Ini_Conf_Bitmap_Enumerate(const char *file, const char *section, const char *field,
-                              int *array, int capacity, INI_CONF_BITMAP_CB callback,
-                              void *cookie);
+int Ini_Conf_Bitmap_Enumerate(const char *file, const char *section, const char *field, int *array,
+                              int capacity, INI_CONF_BITMAP_CB callback, void *cookie);
 
 INI_CONF_LOCK *Ini_Conf_Write_Lock_File(const char *file);
 int Ini_Conf_Unlock_File(INI_CONF_LOCK *handle);

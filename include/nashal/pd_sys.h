@@ -131,6 +131,64 @@ int PD_Sys_Get_SE_Sys_Id(const char *pd_sys_id, char *enc_sys_id_out);
 /* "/dev/sdX" of an sg device, waiting up to 30 seconds for the block device. 0 or -1. */
 int get_sd_name(const char *pd_sys_id, char *name_out, int name_size);
 
+/* ---- Disk information ---- */
+
+/* IDENTIFY DEVICE of the drive at pd_ctrl_name ("/dev/sg3") into buffer (512 bytes) through
+ * ATA PASS-THROUGH (16). 0 when the drive answered; -1 when the node won't open, the request
+ * failed, or no data came back (a SAS disk, a bridge that passes no ATA). */
+int get_sata_ident_resp(const char *pd_ctrl_name, unsigned char *buffer);
+
+/* Logical sector size (512 unless word 106 says larger) and the 48-bit sector count of IDENTIFY
+ * data, or the 28-bit one when the drive has no 48-bit addressing. 0, or -1 for a null pointer. */
+int parse_sata_capacity(const unsigned char *identify, uint64_t *capacity_out,
+                        uint32_t *sector_size_out);
+
+/* Fills pd_info (cleared first) for the disk pd_sys_id ("sg3", or a boot flash id) of the
+ * enclosure enc_sys_id: names, identity, type, capabilities, capacity, slot and link speed.
+ * 0 on success, negative when the disk is not to be attached. */
+int pd_sys_getinfo(const char *enc_sys_id, const char *pd_sys_id, PD_INFO *pd_info);
+
+/* The collectors by enclosure kind, with the same arguments and results. The ones for SAS
+ * expanders, USB expanders of kind 2, PCIe and Thunderbolt enclosures fail with -1 and a trace
+ * while the lookups they need are not built. */
+int getinfo_pd_in_root_enclosure(const char *enc_sys_id, const char *pd_sys_id, PD_INFO *pd_info);
+int getinfo_pd_in_boot_enclosure(const char *enc_sys_id, const char *pd_sys_id, PD_INFO *pd_info);
+int getinfo_pd_in_pcie_enclosure(const char *enc_sys_id, const char *pd_sys_id, PD_INFO *pd_info);
+int getinfo_pd_in_thunderbolt_expander(const char *enc_sys_id, const char *pd_sys_id,
+                                       PD_INFO *pd_info);
+int getinfo_pd_in_usb_hub(const char *enc_sys_id, const char *pd_sys_id, PD_INFO *pd_info);
+int getinfo_pd_in_sas_expander(const char *enc_sys_id, const char *pd_sys_id, PD_INFO *pd_info);
+
+/* Writes the media poll interval of a removable disk ("/dev/sdb") to
+ * /sys/block/<name>/events_poll_msecs; five tries. 0 or -1. */
+int set_usb_disk_polling_time(const char *pd_sys_name, int milliseconds);
+
+/* Link speed codes of a disk now and at most; both start at 0. 0 or -1. */
+int pd_sys_get_conn_speed(const char *enc_sys_id, const char *pd_sys_id, int *speed_out,
+                          int *max_speed_out);
+
+/* 0 when the disk answers (it served 41 requests, or finishes all but 3 within about three
+ * seconds), -1 when it doesn't or the counters can't be read, -2 for an empty USB-to-SATA bridge
+ * ("ASMT", no capacity), which is left out quietly. */
+int pd_sys_check_rw_access(const char *enc_sys_id, const char *pd_sys_id, PD_INFO *pd_info);
+
+/* The block queue's request limit from "HDD_MAX_SECTORS_KB" (/sbin/vcfg); -1 with no setting. */
+int pd_sys_set_device_queue(const char *pd_sys_name);
+/* Writes kilobytes to /sys/block/<name>/queue/max_sectors_kb. 0 or -1. */
+int pd_sys_set_max_sectors_kb(const char *pd_sys_name, int kilobytes);
+
+/* Hot-plug entries: pd_attach (then udev is told "pd_sys_id=enc_sys_id") and pd_detach. */
+int PD_Sys_Attach(const char *enc_sys_id, const char *pd_sys_id);
+int PD_Sys_Detach(const char *enc_sys_id, const char *pd_sys_id);
+
+/* The speeds by kind of link: /sys/class/ata_link, the phy on a SAS expander, the USB device,
+ * the link register of a USB-to-SATA bridge (through sg_raw). Only non-zero codes are stored.
+ * 0 or -1. */
+int get_ata_conn_speed(const char *pd_sys_id, int *speed_out, int *max_speed_out);
+int get_sas_conn_speed(const char *pd_sys_id, int *speed_out, int *max_speed_out);
+int get_usb_disk_conn_speed(const char *pd_sys_id, int *speed_out, int *max_speed_out);
+int get_usb_expander_conn_speed(const char *pd_sys_id, int *speed_out, int *max_speed_out);
+
 #ifdef __cplusplus
 }
 #endif

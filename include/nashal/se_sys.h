@@ -68,6 +68,43 @@ int se_sys_set_buzzer(const char *enc_sys_id, int mode);
 int se_sys_set_7_segment_led(const char *enc_sys_id, int value);
 int se_sys_get_power_supply_status(const char *enc_sys_id, int index, int *status);
 
+/* The main unit's front panel ("root" only). Each LED's model value of "System IO" names its
+ * driver by its first word ("SIO", "PIC", "MCU", "IOPORT", "UART", "I2C"); a board without the
+ * key has no such LED and the call is -1, silently. `enable` 1 lights or blinks, 0 darkens. */
+int se_sys_set_status_led_in_night_mode(const char *enc_sys_id, int value);
+int se_sys_set_general_led_in_night_mode(const char *enc_sys_id, int value);
+int se_sys_set_standby_led(const char *enc_sys_id, int value);
+int se_sys_set_usb_led(const char *enc_sys_id, int enable);
+int se_sys_blink_usb_led(const char *enc_sys_id, int enable);
+int se_sys_set_power_led(const char *enc_sys_id, int enable);
+int se_sys_blink_power_led(const char *enc_sys_id, int enable);
+int se_sys_set_10G_led(const char *enc_sys_id, int enable);
+int se_sys_set_JBOD_connect_led(const char *enc_sys_id, int enable);
+int se_sys_set_pwm_led(const char *enc_sys_id, int value);
+/* Blinks the LEDs of slot `port_id` (-1: the whole enclosure) from a background process
+ * "ident_led_blink", whose state is kept in "/tmp/ident_blink_<enc_sys_id>"; `err_state` 1 leaves
+ * a slot that stops blinking with its error LED on. */
+int se_sys_set_pd_ident_led(const char *enc_sys_id, int port_id, int enable, int err_state);
+/* Thunderbolt enclosures: fan-error and overheat LEDs, pattern 1 to 6, anything else off. */
+int se_sys_set_fanerror_led(const char *enc_sys_id, int pattern);
+int se_sys_set_overheat_led(const char *enc_sys_id, int pattern);
+/* Buttons and switches: 1 pressed (cover open), 0 not. */
+int se_sys_get_usb_button(const char *enc_sys_id, int *pressed);
+int se_sys_get_reset_button(const char *enc_sys_id, int *pressed);
+int se_sys_get_case_status(const char *enc_sys_id, int *status);
+/* The power button, handed to software (mode non-zero) or not; status 1 while pressed. */
+int se_sys_set_pwb_mode(int mode);
+int se_sys_get_pwb_status(int *status);
+
+/* Power policy of the main unit: recovery after a power loss ("PWR_RECOVERY_UNIT": "SIO", "ICH",
+ * "PIC", "MCU"), EuP (with CAP_EUP) and wake on LAN. Controller boards keep the first two in
+ * /etc/config/Vornix.conf ("Power_Recovery_Mode" of "Misc", "EUP Status" of "System"). */
+int se_sys_get_power_recovery_mode(const char *enc_sys_id, int *mode);
+int se_sys_set_power_recovery_mode(const char *enc_sys_id, int mode);
+int se_sys_get_eup(const char *enc_sys_id, int *enabled);
+int se_sys_set_eup(const char *enc_sys_id, int enabled);
+int se_sys_set_wol(const char *enc_sys_id, int enable);
+
 /* Identity. */
 int se_sys_get_board_sn(const char *enc_sys_id, char *buffer, int size);
 int se_sys_set_board_sn(const char *enc_sys_id, const char *serial);

@@ -12,52 +12,13 @@
 #include "foundation/byte_order.h"
 #include "topology/ses_layout.h"
 #include "wire_bytes.h"
+#include "inq_description.h"
 #include "stand_in.h"
 
 namespace {
 
-struct InqDescription {
-    int type = 0;
-    std::string vendor, model, rev = "0001", serial;
-    uint64_t sas_address = 0;  // target port designator of page 0x83
-    uint64_t naa = 0;          // logical unit designator of page 0x83
-    int rotation = 0;          // page 0xb1 medium rotation rate
-    bool have_b1 = false;
-};
-
-bool load(const std::string &node, InqDescription &d) {
-    std::string path = "/sim/inq/" + node;
-    if (!nashal::sim::exists(path))
-        return false;
-    std::istringstream in(nashal::sim::read_file(path));
-    std::string line;
-    while (std::getline(in, line)) {
-        auto space = line.find(' ');
-        if (line.empty() || line[0] == '#' || space == std::string::npos)
-            continue;
-        std::string key = line.substr(0, space);
-        std::string value = line.substr(space + 1);  // the rest of the line, as it stands
-        if (key == "type")
-            d.type = std::stoi(value, nullptr, 0);
-        else if (key == "vendor")
-            d.vendor = value;
-        else if (key == "model")
-            d.model = value;
-        else if (key == "rev")
-            d.rev = value;
-        else if (key == "serial")
-            d.serial = value;
-        else if (key == "sas_address")
-            d.sas_address = std::stoull(value, nullptr, 16);
-        else if (key == "naa")
-            d.naa = std::stoull(value, nullptr, 16);
-        else if (key == "rotation") {
-            d.rotation = std::stoi(value, nullptr, 0);
-            d.have_b1 = true;
-        }
-    }
-    return true;
-}
+using nashal::sim::tool::InqDescription;
+using nashal::sim::tool::load_inq_description;
 
 using namespace nashal::topology;
 using nashal::sim::tool::bytes_of;
@@ -73,7 +34,7 @@ std::string vpd(int code, const std::string &body) {
 std::string standard(const InqDescription &d) {
     InquiryStandard inq{};
     inq.peripheral = static_cast<uint8_t>(d.type & kInquiryTypeMask);
-    inq.version = 0x06;  // SPC-4
+    inq.version = static_cast<uint8_t>(d.version);  // 6: SPC-4
     inq.response_format = 0x02;
     inq.additional_length = static_cast<uint8_t>(sizeof inq - 5);
     inq.flags6 = d.type == 13 ? kInquiryEncServ : 0;
@@ -120,7 +81,7 @@ int answer_sg_inq(const std::vector<std::string> &args) {
     }
     std::string node = device.substr(device.rfind('/') + 1);
     InqDescription d;
-    if (node.empty() || !load(node, d))
+    if (node.empty() || !load_inq_description(node, d))
         return nashal::sim::tool::scripted_answer("sg_inq", args);
     std::string bytes;
     switch (page) {

@@ -18,6 +18,7 @@
 
 #include "controllers/controller_frames.h"
 #include "foundation/raii.h"
+#include "foundation/sysv_lock.h"
 #include "foundation/text.h"
 #include "nashal/hal_trace.h"
 #include "nashal/mcu_sys.h"
@@ -234,38 +235,14 @@ bool open_transaction(int fd, const uint8_t *header, size_t header_length, int a
            write_line(fd, header, header_length) && wait_ack(fd, header_ack_bytes, who, rc, got);
 }
 
+// The holder is a client whose every wait is bounded, and SEM_UNDO frees the semaphore if it
+// dies, so the wait of a take ends.
 int acquire_link_lock(int key, int *sem_id, const char *who) {
-    bool creator = true;
-    int id = semget(key, 1, IPC_CREAT | IPC_EXCL | 0666);
-    if (id < 0 && errno == EEXIST) {
-        creator = false;
-        id = semget(key, 1, IPC_CREAT | 0666);
-    }
-    if (id < 0) {
-        ERR_TRACE(HAL_TRACE_ERROR, "%s(%d): System Error\n", who, __LINE__);
-        return -1;
-    }
-    if (creator && semctl(id, 0, SETVAL, 1) != 0) {
-        semctl(id, 0, IPC_RMID);
-        ERR_TRACE(HAL_TRACE_ERROR, "%s(%d): System Error\n", who, __LINE__);
-        return -1;
-    }
-    // The holder is a client whose every wait is bounded, and SEM_UNDO frees the semaphore if
-    // it dies, so this wait ends.
-    struct sembuf op = {0, -1, SEM_UNDO};
-    for (int attempt = 0; attempt < 3; ++attempt) {
-        if (semop(id, &op, 1) == 0) {
-            *sem_id = id;
-            return 0;
-        }
-    }
-    ERR_TRACE(HAL_TRACE_ERROR, "%s(%d): get semaphore fail.\n", who, __LINE__);
-    return -1;
+    return nashal::sysv_lock_acquire(who, key, sem_id);
 }
 
 void release_link_lock(int sem_id) {
-    struct sembuf op = {0, 1, SEM_UNDO};
-    semop(sem_id, &op, 1);
+    nashal::sysv_lock_release(sem_id);
 }
 
 namespace {

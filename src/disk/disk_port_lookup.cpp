@@ -77,6 +77,17 @@ int parse_pci_device_number(const char *function) {
     return static_cast<int>(strtol(colon + 1, nullptr, 16));
 }
 
+// Whether the host number of a disk's link text can be one of the controller's, whose hosts
+// start at `lowest`: the port is the difference, and a host below the controller's (or one a
+// hostile link text makes up) is no port of it, and must not make the difference overflow.
+bool host_of_controller(int host, int lowest, const char *caller, int line) {
+    if (host >= lowest && lowest >= 0)
+        return true;
+    ERR_TRACE(HAL_TRACE_WARN, "%s(%d):host = %d is not one of the controller's (from %d)\n", caller,
+              line, host, lowest);
+    return false;
+}
+
 }  // namespace
 
 extern "C" int get_physical_drive_port(const char *pd_sys_id, int *physical_port_out,
@@ -114,7 +125,8 @@ extern "C" int get_physical_drive_port(const char *pd_sys_id, int *physical_port
         return -1;
     if (pci_class == 1) {
         int lowest = 0;
-        if (get_sdev_host(path, 0, &lowest, nullptr) != 0)
+        if (get_sdev_host(path, 0, &lowest, nullptr) != 0 ||
+            !host_of_controller(host, lowest, __func__, __LINE__))
             return -1;
         int port = host - lowest;
         // One host for several devices: a port multiplier link stands in the channel, a LUN
@@ -141,6 +153,8 @@ extern "C" int get_physical_drive_port(const char *pd_sys_id, int *physical_port
             snprintf(step, sizeof(step), "/%s/%s", downstream, controller);
             ok = path_append(path, step) && get_sdev_host(path, 0, &lowest, nullptr) == 0;
         }
+        if (ok && !host_of_controller(host, lowest, __func__, __LINE__))
+            return -1;
         if (!ok) {
             ERR_TRACE(HAL_TRACE_ERROR, "%s(%d):System Error\n", __func__, __LINE__);
             return -1;

@@ -10,25 +10,26 @@
 
 namespace {
 
-void notify_udev(const char *pd_sys_id, const char *enc_sys_id) {
+// Traced under the name of the public call, `caller`: the one an engineer looks for in the log.
+void notify_udev(const char *pd_sys_id, const char *enc_sys_id, const char *caller) {
     char cmd[HAL_CMD_LEN];
     // The odd redirection is the system's own command, kept byte for byte.
-    if (nashal::hal_build_command(__func__, cmd, sizeof(cmd), "pidof %s 1 > /dev/null 2 >& 1",
+    if (nashal::hal_build_command(caller, cmd, sizeof(cmd), "pidof %s 1 > /dev/null 2 >& 1",
                                   "udevd") < 0)
         return;
     if (system(cmd) != 0)
         return;
     // A command cut at the end of its buffer would hand udev a wrong enclosure name.
-    int n = nashal::hal_build_command(__func__, cmd, sizeof(cmd), "%s control --env=%s=%s",
+    int n = nashal::hal_build_command(caller, cmd, sizeof(cmd), "%s control --env=%s=%s",
                                       "/sbin/udevadm", pd_sys_id, enc_sys_id);
     if (n < 0)
         return;
     if (n >= static_cast<int>(sizeof(cmd))) {
-        ERR_TRACE(HAL_TRACE_ERROR, "%s(%d):System Error\n", __func__, __LINE__);
+        ERR_TRACE(HAL_TRACE_ERROR, "%s(%d):System Error\n", caller, __LINE__);
         return;
     }
     if (system(cmd) != 0)
-        ERR_TRACE(HAL_TRACE_WARN, "%s: \"%s\" failed\n", __func__, cmd);
+        ERR_TRACE(HAL_TRACE_WARN, "%s: \"%s\" failed\n", caller, cmd);
 }
 
 }  // namespace
@@ -53,6 +54,6 @@ extern "C" int pd_sys_enumerate(const char *enc_sys_id, char **pd_sys_id_list, i
     }
     for (int i = 0; i < count; ++i)
         if (pd_sys_id_list[i])
-            notify_udev(pd_sys_id_list[i], enc_sys_id);
+            notify_udev(pd_sys_id_list[i], enc_sys_id, __func__);
     return count;
 }

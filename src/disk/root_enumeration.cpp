@@ -201,8 +201,8 @@ void enumerate_usb(Found &f, int slots) {
 }
 
 // Every SCSI generic device whose controller sits at the slot's function is a disk of a PCIe
-// slot enclosure: the card behind the slot is all of it.
-void enumerate_pcie(Found &f, const char *enc_sys_id) {
+// slot enclosure: the card behind the slot is all of it. Traced under `caller`, the public call.
+void enumerate_pcie(Found &f, const char *enc_sys_id, const char *caller) {
     char number[kIdLen];
     const MainUnitEnclosure &pcie = main_unit_enclosure(MainUnitKind::Pcie);
     nashal::hal_copy(number, enc_sys_id + strlen(pcie.id));
@@ -215,7 +215,7 @@ void enumerate_pcie(Found &f, const char *enc_sys_id) {
     }
     nashal::DirHandle d(opendir("/sys/class/scsi_generic"));
     if (!d) {
-        ERR_TRACE(HAL_TRACE_ERROR, "%s(%d):System Internal Error\n", __func__, __LINE__);
+        ERR_TRACE(HAL_TRACE_ERROR, "%s(%d):System Internal Error\n", caller, __LINE__);
         return;
     }
     while (dirent *e = readdir(d.get())) {
@@ -228,7 +228,7 @@ void enumerate_pcie(Found &f, const char *enc_sys_id) {
         if (comm_sys_get_sg_path_info(e->d_name, link, sizeof(link)) < 0 ||
             comm_sys_assemble_dev_bus_from_path(link, &domain, bus, sizeof(bus), bridge,
                                                 sizeof(bridge)) != 0)
-            ERR_TRACE(HAL_TRACE_ERROR, "%s(%d):System Error\n", __func__, __LINE__);
+            ERR_TRACE(HAL_TRACE_ERROR, "%s(%d):System Error\n", caller, __LINE__);
         if (strcmp(bus, slot_bus) == 0)
             f.add(e->d_name);
     }
@@ -261,7 +261,7 @@ extern "C" int enumerate_pd_in_root_enclosure(const char *enc_sys_id, char **lis
             enumerate_usb(f, slots);
             break;
         case MainUnitKind::Pcie:
-            enumerate_pcie(f, enc_sys_id);
+            enumerate_pcie(f, enc_sys_id, __func__);
             break;
     }
     return f.result();

@@ -59,6 +59,10 @@ int descend_to_controller(char *path, bool allow_switch, int pci_switch_port, co
 
 using namespace nashal::disk;
 
+// The highest SCSI host number the lookups accept: far above any host a board has, and low
+// enough that adding a port to it can't overflow.
+constexpr int kMaxHostNumber = 65535;
+
 extern "C" int __get_sdev_host(const char *path, int *lowest_host_out, int *host_count_out) {
     if (!path)
         return -1;
@@ -125,6 +129,13 @@ extern "C" int get_sdev_host(const char *path, int port, int *host_out, int *tar
             return -1;
     }
     if (count > 1) {
+        // The port comes from the model file ("DEV_PORT"); one past the last host number there
+        // can be is no port of this controller, and must not wrap the host number round.
+        if (port < 0 || port > kMaxHostNumber - lowest) {
+            ERR_TRACE(HAL_TRACE_WARN, "%s(%d):port = %d is out of range\n", __func__, __LINE__,
+                      port);
+            return -1;
+        }
         *host_out = lowest + port;
         if (target_out)
             *target_out = -1;

@@ -33,12 +33,4 @@ inline bool is_sas(const char *enc_sys_id) {
 
 }  // namespace nashal::enclosure
 
-// A managed USB box's status LED (colour 0 red, 1 green; blinking also 2, both) and buzzer (the
-// controller plays pattern `mode`; the buzzer's result is always -1).
-extern "C" {
-int usb_expander_set_status_led(const char *enc_sys_id, int colour, int enable);
-int usb_expander_blink_status_led(const char *enc_sys_id, int colour, int enable);
-int usb_expander_set_buzzer(const char *enc_sys_id, int mode);
-}
-
 #endif  // NASHAL_ENCLOSURE_ENCLOSURE_KINDS_H

@@ -5,6 +5,8 @@
 
 #include "enclosure/enclosure_kinds.h"
 #include "enclosure/pending_kinds.h"
+#include "enclosure/pending_panel_drivers.h"
+#include "enclosure/root_panel.h"
 #include "nashal/hal_trace.h"
 #include "nashal/se_sys.h"
 #include "os/os_seam.h"
@@ -78,19 +80,28 @@ constexpr Served kFans[] = {{Kind::Root, "root fans"},
                             {Kind::Sas, "SAS expander fans"},
                             {Kind::UsbExpander, "USB expander fans"},
                             {Kind::Thunderbolt, "Thunderbolt fans"}};
-constexpr Served kFanPwm[] = {{Kind::Root, "root fans"}, {Kind::Thunderbolt, "Thunderbolt fans"}};
-constexpr Served kStatusLed[] = {{Kind::Root, "root status LED"},
-                                 {Kind::UsbExpander, "USB expander status LED"},
-                                 {Kind::Thunderbolt, "Thunderbolt status LED"}};
 constexpr Served kLocateLed[] = {{Kind::Root, "root locate LED"},
                                  {Kind::UsbExpander, "USB expander locate LED"},
                                  {Kind::UsbOther, "USB expander locate LED"},
                                  {Kind::Sas, "SAS expander locate LED"},
                                  {Kind::Thunderbolt, "Thunderbolt locate LED"}};
-constexpr Served kBuzzer[] = {{Kind::Root, "root buzzer"},
-                              {Kind::UsbExpander, "USB expander buzzer"}};
 constexpr Served kSasAddress[] = {{Kind::Root, "internal SAS address"},
                                   {Kind::Sas, "SAS expander address"}};
+
+// A fan, or with -1 every fan of "MAX_FAN_NUM" of the model file (a Thunderbolt enclosure's count
+// too); each fan is tried, and the result is the last one's.
+template <typename Fn>
+int each_fan(int fan_index, Fn set) {
+    if (fan_index != -1)
+        return set(fan_index);
+    int32_t count = 0;
+    if (!nashal::topology::model_int(nashal::topology::kSystemEnclosure, "MAX_FAN_NUM", &count))
+        return -1;
+    int r = -1;
+    for (int fan = 0; fan < count; ++fan)
+        r = set(fan);
+    return r;
+}
 
 }  // namespace
 
@@ -100,6 +111,8 @@ extern "C" int se_sys_get_temp(const char *id, int temp_index, double *temperatu
     Kind kind = classify(id);
     if (kind == Kind::UsbExpander)
         return usb_expander_get_temperature(id, temp_index, temperature);
+    if (kind == Kind::Root)
+        return root_get_temp(temp_index, temperature);
     if (const char *what = served_by(kind, kSensors))
         return not_built_yet(__func__, id, what);
     return NOT_IMPLEMENTED(id);
@@ -119,19 +132,27 @@ extern "C" int se_sys_get_fan_speed(const char *id, int fan_index, int *speed, i
     Kind kind = classify(id);
     if (kind == Kind::UsbExpander)
         return usb_expander_get_fan_speed(id, fan_index, speed, status);
+    if (kind == Kind::Root)
+        return root_get_fan_speed(fan_index, speed, status);
+    if (kind == Kind::Thunderbolt)
+        return thunderbolt_get_fan_speed(id, fan_index, speed, status);
     if (const char *what = served_by(kind, kFans))
         return not_built_yet(__func__, id, what);
     return NOT_IMPLEMENTED(id);
 }
 
 extern "C" int se_sys_set_fan_speed(const char *id, int fan_index, int level) {
-    (void)fan_index;
     if (level >= 8)
         return -1;
     Kind kind = classify(id);
     // The box's controller drives all its fans at one level.
     if (kind == Kind::UsbExpander)
         return usb_expander_set_fan_speed(id, level);
+    if (kind == Kind::Root)
+        return each_fan(fan_index, [&](int fan) { return root_set_fan_speed(fan, level); });
+    if (kind == Kind::Thunderbolt)
+        return each_fan(fan_index,
+                        [&](int fan) { return thunderbolt_set_fan_speed(id, fan, level); });
     if (const char *what = served_by(kind, kFans))
         return not_built_yet(__func__, id, what);
     ERR_TRACE(HAL_TRACE_INFO, "%s(%d):NOT implement\n", __func__, __LINE__);
@@ -139,44 +160,62 @@ extern "C" int se_sys_set_fan_speed(const char *id, int fan_index, int level) {
 }
 
 extern "C" int se_sys_set_fan_pwm(const char *id, int fan_index, int pwm) {
-    (void)fan_index;
-    (void)pwm;
-    if (const char *what = served_by(classify(id), kFanPwm))
-        return not_built_yet(__func__, id, what);
+    Kind kind = classify(id);
+    if (kind == Kind::Root)
+        return each_fan(fan_index, [&](int fan) { return root_set_fan_pwm(fan, pwm); });
+    if (kind == Kind::Thunderbolt)
+        return each_fan(fan_index, [&](int fan) { return thunderbolt_set_fan_pwm(id, fan, pwm); });
     ERR_TRACE(HAL_TRACE_INFO, "%s(%d):NOT implement\n", __func__, __LINE__);
     return -1;
 }
 
 extern "C" int se_sys_set_status_led(const char *id, int colour, int enable) {
-    if (classify(id) == Kind::UsbExpander)
-        return usb_expander_set_status_led(id, colour, enable);
-    if (const char *what = served_by(classify(id), kStatusLed))
-        return not_built_yet(__func__, id, what);
-    return NOT_IMPLEMENTED(id);
+    switch (classify(id)) {
+        case Kind::Root:
+            return root_set_status_led(colour, enable);
+        case Kind::UsbExpander:
+            return usb_expander_set_status_led(id, colour, enable);
+        case Kind::Thunderbolt:
+            return thunderbolt_set_status_led(id, colour, enable);
+        default:
+            return NOT_IMPLEMENTED(id);
+    }
 }
 
 extern "C" int se_sys_blink_status_led(const char *id, int colour, int enable) {
-    if (classify(id) == Kind::UsbExpander)
-        return usb_expander_blink_status_led(id, colour, enable);
-    if (const char *what = served_by(classify(id), kStatusLed))
-        return not_built_yet(__func__, id, what);
-    return NOT_IMPLEMENTED(id);
+    switch (classify(id)) {
+        case Kind::Root:
+            return root_blink_status_led(colour, enable);
+        case Kind::UsbExpander:
+            return usb_expander_blink_status_led(id, colour, enable);
+        case Kind::Thunderbolt:
+            return thunderbolt_blink_status_led(id, colour, enable);
+        default:
+            return NOT_IMPLEMENTED(id);
+    }
 }
 
 extern "C" int se_sys_set_ident_led(const char *id, int enable) {
-    (void)enable;
-    if (const char *what = served_by(classify(id), kLocateLed))
+    Kind kind = classify(id);
+    if (kind == Kind::Root)
+        return root_set_ident_led(id, enable);
+    if (is_usb(kind))
+        return se_sys_set_pd_ident_led(id, -1, enable, 0);
+    if (const char *what = served_by(kind, kLocateLed))
         return not_built_yet(__func__, id, what);
     ERR_TRACE(HAL_TRACE_INFO, "%s(%d): NOT implement.\n", __func__, __LINE__);
     return -1;
 }
 
 extern "C" int se_sys_set_buzzer(const char *id, int mode) {
-    if (classify(id) == Kind::UsbExpander)
-        return usb_expander_set_buzzer(id, mode);
-    if (const char *what = served_by(classify(id), kBuzzer))
-        return not_built_yet(__func__, id, what);
-    return NOT_IMPLEMENTED(id);
+    switch (classify(id)) {
+        case Kind::Root:
+            return root_set_buzzer(mode);
+        case Kind::UsbExpander:
+            return usb_expander_set_buzzer(id, mode);
+        default:
+            return NOT_IMPLEMENTED(id);
+    }
 }
 
 extern "C" int se_sys_set_7_segment_led(const char *id, int value) {
@@ -200,7 +239,7 @@ extern "C" int se_sys_get_power_supply_status(const char *id, int index, int *st
         return -1;
     Kind kind = classify(id);
     if (kind == Kind::Root)
-        return not_built_yet(__func__, id, "root power supplies");
+        return root_get_power_supply_status(index, status);
     if (is_usb(kind))
         return usb_expander_get_power_supply_status(id, index, status);
     // Anything else is taken to be a SAS enclosure, without asking.

@@ -5,7 +5,6 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "enclosure/enclosure_kinds.h"
 #include "foundation/text.h"
 #include "nashal/comm_model.h"
 #include "nashal/comm_ses.h"
@@ -21,7 +20,6 @@ using nashal::topology::model_text;
 namespace {
 
 constexpr const char *kUsbEnclosure = "Usb Enclosure";
-constexpr int kLedOff = 73;
 
 // The bus name of a managed box, and the number of its "External Type %d" section.
 bool managed_box(const char *enc_sys_id, char (&usb_bus)[HAL_ID_LEN], int *type_number) {
@@ -109,32 +107,6 @@ int usb_expander_set_sn(const char *enc_sys_id, const char *serial) {
     if (!managed_box(enc_sys_id, usb_bus, nullptr))
         return -1;
     return pic_sys_set_sn(usb_bus, serial);
-}
-
-// The box's status LED: its controller takes one command per colour and one that puts it out.
-int usb_expander_set_status_led(const char *enc_sys_id, int colour, int enable) {
-    char usb_bus[HAL_ID_LEN];
-    if (!managed_box(enc_sys_id, usb_bus, nullptr) || colour < 0 || colour > 1)
-        return -1;
-    const int command = !enable ? kLedOff : colour == 0 ? 71 : 70;
-    return pic_sys_send_cmd(enc_sys_id, usb_bus, command);
-}
-
-int usb_expander_blink_status_led(const char *enc_sys_id, int colour, int enable) {
-    char usb_bus[HAL_ID_LEN];
-    static const int kBlink[] = {68, 69, 72};  // red, green, both
-    if (!managed_box(enc_sys_id, usb_bus, nullptr) || colour < 0 || colour > 2)
-        return -1;
-    return pic_sys_send_cmd(enc_sys_id, usb_bus, enable ? kBlink[colour] : kLedOff);
-}
-
-// The box plays the buzzer pattern itself. Callers have always been told -1, even when the
-// command went out, and hot-plug scripts rely on that answer; it stays.
-int usb_expander_set_buzzer(const char *enc_sys_id, int mode) {
-    char usb_bus[HAL_ID_LEN];
-    if (managed_box(enc_sys_id, usb_bus, nullptr))
-        pic_sys_send_cmd(enc_sys_id, usb_bus, mode + 256);
-    return -1;
 }
 
 int se_sys_get_usb_port_count(const char *enc_sys_id, int *count) {

@@ -5,6 +5,7 @@
 
 #include "foundation/ini_file.h"
 #include "foundation/ini_number.h"
+#include "foundation/ini_snapshot.h"
 #include "nashal/ini_conf.h"
 
 using namespace nashal::ini;
@@ -43,9 +44,42 @@ bool valid_names(const char *section, const char *field) {
 
 }  // namespace
 
+namespace nashal::ini {
+
+int bit_of_bitmap(std::string_view bytes, const char *section, const char *field, int bit) {
+    return test(bitmap_of(bytes, section, field), bit) ? 1 : 0;
+}
+
+int enumerate_bitmap(std::string_view bytes, const char *section, const char *field, int *array,
+                     int capacity, INI_CONF_BITMAP_CB callback, void *cookie) {
+    // The bits are taken out of the bytes before the first callback: a callback may well read
+    // the store again, and the bytes of a query don't outlive the thread's next read.
+    std::vector<bool> bits = bitmap_of(bytes, section, field);
+    int taken = 0;
+    for (size_t i = 0; i < bits.size(); ++i) {
+        if (!bits[i])
+            continue;
+        int bit = static_cast<int>(i);
+        if (callback) {
+            int r = callback(bit, cookie);
+            if (r == -1)
+                return -1;
+            if (r == -2)
+                continue;
+        }
+        if (array && taken < capacity)
+            array[taken] = bit;
+        ++taken;
+    }
+    return taken;
+}
+
+}  // namespace nashal::ini
+
 extern "C" int Ini_Conf_Bitmap_Is_Bit_Set(const char *file, const char *section, const char *field,
                                           int bit) {
-    return test(read_bitmap(file, section, field), bit) ? 1 : 0;
+    std::string_view bytes;
+    return read_view(file, &bytes) ? bit_of_bitmap(bytes, section, field, bit) : 0;
 }
 
 extern "C" int Ini_Conf_Bitmap_Set_Bit(const char *file, const char *section, const char *field,
@@ -112,22 +146,9 @@ extern "C" int Ini_Conf_Bitmap_Get_Set_Count(const char *file, const char *secti
 extern "C" int Ini_Conf_Bitmap_Enumerate(const char *file, const char *section, const char *field,
                                          int *array, int capacity, INI_CONF_BITMAP_CB callback,
                                          void *cookie) {
-    std::vector<bool> bits = read_bitmap(file, section, field);
-    int taken = 0;
-    for (size_t i = 0; i < bits.size(); ++i) {
-        if (!bits[i])
-            continue;
-        int bit = static_cast<int>(i);
-        if (callback) {
-            int r = callback(bit, cookie);
-            if (r == -1)
-                return -1;
-            if (r == -2)
-                continue;
-        }
-        if (array && taken < capacity)
-            array[taken] = bit;
-        ++taken;
-    }
-    return taken;
+    // A missing file is an empty bitmap.
+    std::string_view bytes;
+    if (!read_view(file, &bytes))
+        bytes = {};
+    return enumerate_bitmap(bytes, section, field, array, capacity, callback, cookie);
 }

@@ -9,20 +9,48 @@
 #include <cstring>
 
 #include "foundation/ini_file.h"
+#include "foundation/ini_snapshot.h"
 #include "foundation/ini_number.h"
 #include "foundation/text.h"
 
 using namespace nashal::ini;
 
+namespace nashal::ini {
+
+int text_field(std::string_view bytes, const char *section, const char *field, char *out,
+               int size) {
+    if (!out || size <= 0 || !field)
+        return -1;
+    std::string_view value;
+    if (!lookup(bytes, section, field, &value))
+        return -1;
+    nashal::hal_copy(out, static_cast<size_t>(size), value.data(), value.size());
+    return static_cast<int>(strlen(out)) + 1;
+}
+
+int int_field(std::string_view bytes, const char *section, const char *field, int32_t *out,
+              int format) {
+    if (!out || !field)
+        return -1;
+    std::string_view found;
+    if (!lookup(bytes, section, field, &found))
+        return -1;
+    std::string value(found);
+    int32_t parsed = 0;
+    if (!parse_int32(value.c_str(), format, &parsed))
+        return 0;
+    *out = parsed;
+    return 1;
+}
+
+}  // namespace nashal::ini
+
 extern "C" int Ini_Conf_Get_Field(const char *file, const char *section, const char *field,
                                   char *out, int size) {
     if (!out || size <= 0 || !field)
         return -1;
-    std::string_view value;
-    if (!query(file, section, field, &value))
-        return -1;
-    nashal::hal_copy(out, static_cast<size_t>(size), value.data(), value.size());
-    return static_cast<int>(strlen(out)) + 1;
+    std::string_view bytes;
+    return read_view(file, &bytes) ? text_field(bytes, section, field, out, size) : -1;
 }
 
 extern "C" int Ini_Conf_Set_Field(const char *file, const char *section, const char *field,
@@ -39,15 +67,8 @@ extern "C" int Ini_Conf_Get_Field_Int(const char *file, const char *section, con
                                       int32_t *out, int format) {
     if (!out || !field)
         return -1;
-    std::string_view found;
-    if (!query(file, section, field, &found))
-        return -1;
-    std::string value(found);
-    int32_t parsed = 0;
-    if (!parse_int32(value.c_str(), format, &parsed))
-        return 0;
-    *out = parsed;
-    return 1;
+    std::string_view bytes;
+    return read_view(file, &bytes) ? int_field(bytes, section, field, out, format) : -1;
 }
 
 extern "C" int Ini_Conf_Set_Field_Int(const char *file, const char *section, const char *field,

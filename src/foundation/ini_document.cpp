@@ -158,6 +158,21 @@ bool lookup(std::string_view bytes, const char *section, const char *field,
     return false;
 }
 
+size_t section_start(std::string_view bytes, const char *section) {
+    if (!section)
+        return std::string_view::npos;
+    std::string_view sec = wanted_name(section);
+    const char *begin = bytes.data(), *end = begin + bytes.size();
+    for (const char *p = next_bracket_line(begin, begin, end); p != end;) {
+        const char *eol = line_end(p, end);
+        LineView v = scan_line(std::string_view(p, static_cast<size_t>(eol - p)));
+        if (v.kind == LineKind::Section && v.name == sec)
+            return static_cast<size_t>(p - begin);
+        p = eol == end ? end : next_bracket_line(eol + 1, begin, end);
+    }
+    return std::string_view::npos;
+}
+
 namespace {
 
 std::string field_text(std::string_view key, std::string_view value) {

@@ -39,6 +39,11 @@ LineView scan_line(std::string_view line);
 bool lookup(std::string_view bytes, const char *section, const char *field,
             std::string_view *value);
 
+// Where the first header of a section begins in a file's bytes (npos when there is none). A
+// lookup in that section gives the same answer on the bytes from there on as on the whole, so
+// a reader that asks many fields of one section looks for it once. Not for the null section.
+size_t section_start(std::string_view bytes, const char *section);
+
 // Sets one field straight in a file's bytes, creating the section and the field when missing;
 // the bytes end as Document::parse(bytes) with the same set would write them. False, with the
 // bytes untouched, when the field already holds the value. The names must be valid (below).

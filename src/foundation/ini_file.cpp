@@ -250,7 +250,7 @@ ChangeLock::ChangeLock(const std::string &path) {
     ok_ = lock_exclusive(fd);
 }
 
-bool query(const char *file, const char *section, const char *field, std::string_view *value) {
+bool read_view(const char *file, std::string_view *bytes) {
     if (!file || !*file)
         return false;
     // Reading follows a link by itself: the link only matters to the rename of a change.
@@ -262,7 +262,13 @@ bool query(const char *file, const char *section, const char *field, std::string
     ssize_t n = read_whole(fd.get(), file, room);
     if (n < 0)
         return false;
-    return lookup(std::string_view(room.data.get(), static_cast<size_t>(n)), section, field, value);
+    *bytes = std::string_view(room.data.get(), static_cast<size_t>(n));
+    return true;
+}
+
+bool query(const char *file, const char *section, const char *field, std::string_view *value) {
+    std::string_view bytes;
+    return read_view(file, &bytes) && lookup(bytes, section, field, value);
 }
 
 }  // namespace nashal::ini

@@ -88,9 +88,14 @@ int change(const char *file, Edit edit) {
     });
 }
 
-// The value of one field for a query: one open, read and close of the file and a scan of its
-// bytes. False when the path is unusable, or the file or field is absent. The value stays
-// valid until the calling thread's next query.
+// A whole file for a query: one open, read and close, into room the calling thread keeps. False
+// when the path is unusable or the file is absent or unreadable. The bytes stay valid until the
+// calling thread's next read.
+bool read_view(const char *file, std::string_view *bytes);
+
+// The value of one field for a query: read_view and a scan of its bytes. False when the path is
+// unusable, or the file or field is absent. The value stays valid until the calling thread's
+// next read.
 bool query(const char *file, const char *section, const char *field, std::string_view *value);
 
 }  // namespace nashal::ini

@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <cstdio>
+#include <cstring>
 #include <type_traits>
 
 #include "foundation/text.h"
@@ -14,7 +15,29 @@
 
 namespace nashal {
 
+// A text that the format places between double quotes. There the shell interprets only $, `,
+// \ and " (and ! in an interactive shell), so a log line may hold '#', ':' or brackets.
+struct in_double_quotes {
+    explicit in_double_quotes(const char *t) : text(t) {}
+    const char *text;
+};
+
 namespace detail {
+inline bool arg_safe(in_double_quotes q) {
+    if (!q.text)
+        return false;
+    for (const unsigned char *p = reinterpret_cast<const unsigned char *>(q.text); *p; ++p)
+        if (*p < 0x20 || *p == 0x7f || std::strchr("\"$`\\!", *p))
+            return false;
+    return true;
+}
+inline const char *unwrap(in_double_quotes q) {
+    return q.text;
+}
+template <typename T>
+T unwrap(T v) {
+    return v;
+}
 inline bool arg_safe(const char *s) {
     return hal_shell_safe(s);
 }
@@ -45,7 +68,7 @@ int hal_build_command(const char *who, char *buf, size_t size, const char *forma
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
 #pragma GCC diagnostic ignored "-Wformat-security"
-    int n = snprintf(buf, size, format, args...);
+    int n = snprintf(buf, size, format, detail::unwrap(args)...);
 #pragma GCC diagnostic pop
     ERR_TRACE(HAL_TRACE_DETAIL, "%s: command \"%s\"\n", who, buf);
     return n;

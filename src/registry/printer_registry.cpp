@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "foundation/ini_snapshot.h"
 #include "nashal/hal_prt.h"
 #include "nashal/hal_trace.h"
 #include "nashal/ini_conf.h"
@@ -34,11 +35,13 @@ struct PrtSysIdField {
     }
 };
 
-// A text field of a printer's section; a missing one is told at level 2 and leaves out empty.
-bool read_text(const char *section, const char *field, char *out, int size) {
-    if (Ini_Conf_Get_Field(prt_file(), section, field, out, size) < 0) {
+// A text field of a printer's section, from the one read of the file the record is taken
+// from; a missing one is told at level 2, under the name of the caller, and leaves out empty.
+bool read_text(const nashal::ini::Snapshot &conf, const char *section, const char *field, char *out,
+               int size, const char *caller) {
+    if (conf.get_field(section, field, out, size) < 0) {
         out[0] = '\0';
-        ERR_TRACE(HAL_TRACE_WARN, "%s: can't retrieve %s value!\n", __func__, field);
+        ERR_TRACE(HAL_TRACE_WARN, "%s: can't retrieve %s value!\n", caller, field);
         return false;
     }
     return true;
@@ -83,16 +86,19 @@ int prt_read_conf(int id, PRT_INFO *info) {
     if (!info)
         return -1;
     PrtSection section(id);
-    if (Ini_Conf_Get_Field_Int(prt_file(), section.name, "port_id", &info->port_id, INI_CONF_DEC) <=
-        0) {
+    // Every field from one read: a record never mixes two versions of the file.
+    nashal::ini::Snapshot conf(prt_file());
+    if (conf.get_field_int(section.name, "port_id", &info->port_id, INI_CONF_DEC) <= 0) {
         ERR_TRACE(HAL_TRACE_WARN, "%s: can't retrieve port_id value!\n", __func__);
         return -1;
     }
-    if (!read_text(section.name, "prt_sys_id", info->prt_sys_id, sizeof info->prt_sys_id))
+    if (!read_text(conf, section.name, "prt_sys_id", info->prt_sys_id, sizeof info->prt_sys_id,
+                   __func__))
         return -1;
-    read_text(section.name, "prt_ctrl_name", info->prt_ctrl_name, sizeof info->prt_ctrl_name);
-    read_text(section.name, "vendor", info->vendor, sizeof info->vendor);
-    read_text(section.name, "model", info->model, sizeof info->model);
+    read_text(conf, section.name, "prt_ctrl_name", info->prt_ctrl_name, sizeof info->prt_ctrl_name,
+              __func__);
+    read_text(conf, section.name, "vendor", info->vendor, sizeof info->vendor, __func__);
+    read_text(conf, section.name, "model", info->model, sizeof info->model, __func__);
     return 0;
 }
 

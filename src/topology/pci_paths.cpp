@@ -47,6 +47,17 @@ void component(const char *start, char *out, size_t size) {
     hal_copy(out, size, start, len);
 }
 
+// Whether a text formatted into the caller's buffer (snprintf's result `ret`) fits whole. A cut
+// text would name another device, or none, as though it were this one: the path builders fail
+// on it instead, traced under the public function's name, with the text cleared.
+bool fits(int ret, char *text, int size, const char *caller, int line) {
+    if (ret >= 0 && ret < size)
+        return true;
+    ERR_TRACE(HAL_TRACE_ERROR, "%s(%d):ret = %d, buffer_len = %d\n", caller, line, ret, size);
+    text[0] = '\0';
+    return false;
+}
+
 bool append(char *path, size_t size, const char *text) {
     size_t len = strnlen(path, size);
     size_t add = strlen(text);
@@ -76,26 +87,14 @@ int comm_sys_get_pci_dev_path(int domain, int bus, int device, int function, cha
     answer[strcspn(answer, "\n")] = '\0';
     int ret = snprintf(path, static_cast<size_t>(size), "%s/%04x:%02x:%02x.%d", answer, domain, bus,
                        device, function);
-    if (ret < 0 || ret >= size) {
-        ERR_TRACE(HAL_TRACE_ERROR, "%s(%d):ret = %d, buffer_len = %d\n", __func__, __LINE__, ret,
-                  size);
-        path[0] = '\0';
-        return -1;
-    }
-    return 0;
+    return fits(ret, path, size, __func__, __LINE__) ? 0 : -1;
 }
 
 int comm_sys_get_internal_dev_path(const char *name, char *path, int size) {
     if (!name || !path || size <= 0)
         return -1;
     int ret = snprintf(path, static_cast<size_t>(size), "/sys/devices/platform/%s", name);
-    if (ret < 0 || ret >= size) {
-        ERR_TRACE(HAL_TRACE_ERROR, "%s(%d):ret = %d, buffer_len = %d\n", __func__, __LINE__, ret,
-                  size);
-        path[0] = '\0';
-        return -1;
-    }
-    return 0;
+    return fits(ret, path, size, __func__, __LINE__) ? 0 : -1;
 }
 
 int comm_sys_get_path_from_c_dev_bus(int domain, const char *value, char *path, int size) {
@@ -135,13 +134,7 @@ int comm_sys_get_pci_bus(const char *path, const char *name, const char *bridge_
     } else {
         ret = snprintf(text, static_cast<size_t>(size), "/%s:%02x.0", bus, device);
     }
-    if (ret < 0 || ret >= size) {
-        ERR_TRACE(HAL_TRACE_ERROR, "%s(%d):ret = %d, buffer_len = %d\n", __func__, __LINE__, ret,
-                  size);
-        text[0] = '\0';
-        return -1;
-    }
-    return 0;
+    return fits(ret, text, size, __func__, __LINE__) ? 0 : -1;
 }
 
 int comm_sys_get_num_pci_bus(const char *path, const char *name, int n, int ignored, int device,
@@ -161,7 +154,9 @@ int comm_sys_get_num_pci_bus(const char *path, const char *name, int n, int igno
         if (!starts_with(entry->d_name, "00"))
             continue;
         ++count;
-        snprintf(text, static_cast<size_t>(size), "/%s:%02x.0", entry->d_name, device);
+        int ret = snprintf(text, static_cast<size_t>(size), "/%s:%02x.0", entry->d_name, device);
+        if (!fits(ret, text, size, __func__, __LINE__))
+            return -1;
         if (count >= n || count >= 10)
             break;
     }
@@ -213,7 +208,10 @@ int comm_sys_assemble_dev_bus_from_path(const char *path, int *domain, char *bus
         if (!split_pci_name(name, &dom, &bus, &dev, &fn))
             return -1;
         *domain = dom;
-        snprintf(bus_text, static_cast<size_t>(bus_size), "B%02d:D%02d:F%d", bus, dev, fn);
+        if (!fits(
+                snprintf(bus_text, static_cast<size_t>(bus_size), "B%02d:D%02d:F%d", bus, dev, fn),
+                bus_text, bus_size, __func__, __LINE__))
+            return -1;
         const char *rest = slash + 1 + strlen(name);
         const char *next = strstr(rest, "00");
         if (!next) {
@@ -223,8 +221,11 @@ int comm_sys_assemble_dev_bus_from_path(const char *path, int *domain, char *bus
         component(next, name, sizeof name);
         if (!split_pci_name(name, &dom, &bus, &dev, &fn))
             return -1;
-        snprintf(bridge_text, static_cast<size_t>(bridge_size), "B%02d:D%02d:F%d", bus, dev, fn);
-        return 0;
+        return fits(snprintf(bridge_text, static_cast<size_t>(bridge_size), "B%02d:D%02d:F%d", bus,
+                             dev, fn),
+                    bridge_text, bridge_size, __func__, __LINE__)
+                   ? 0
+                   : -1;
     }
     if (const char *platform = strstr(path, "platform")) {
         *domain = 0;
@@ -232,14 +233,17 @@ int comm_sys_assemble_dev_bus_from_path(const char *path, int *domain, char *bus
         if (!slash || slash[1] == '\0')
             return -1;
         component(slash + 1, name, sizeof name);
-        snprintf(bus_text, static_cast<size_t>(bus_size), "B-1:%s", name);
+        if (!fits(snprintf(bus_text, static_cast<size_t>(bus_size), "B-1:%s", name), bus_text,
+                  bus_size, __func__, __LINE__))
+            return -1;
         const char *after = slash + 1 + strlen(name);
         if (*after == '/' && after[1] != '\0') {
             component(after + 1, name, sizeof name);
-            if (strchr(name, '.')) {
-                snprintf(bridge_text, static_cast<size_t>(bridge_size), "B-1:%s", name);
-                return 0;
-            }
+            if (strchr(name, '.'))
+                return fits(snprintf(bridge_text, static_cast<size_t>(bridge_size), "B-1:%s", name),
+                            bridge_text, bridge_size, __func__, __LINE__)
+                           ? 0
+                           : -1;
         }
         bridge_text[0] = '\0';
         return 0;

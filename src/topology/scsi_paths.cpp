@@ -152,8 +152,9 @@ int comm_sys_get_sysid_of_sas_enclosure(const char *expander, char *sysid) {
             continue;
         char target[HAL_ID_LEN];
         if (comm_sys_get_sdev_target_bus(end_device, target) != 0) {
-            // A port towards a further expander has no end device: ordinary.
-            ERR_TRACE(HAL_TRACE_DETAIL, "%s(%d):path = %s no end_device\n", __func__, __LINE__,
+            // A port towards a further expander has no end device: an expected miss, kept in
+            // the log at the level a field engineer reads by default.
+            ERR_TRACE(HAL_TRACE_WARN, "%s(%d):path = %s no end_device\n", __func__, __LINE__,
                       end_device);
             continue;
         }
@@ -163,11 +164,12 @@ int comm_sys_get_sysid_of_sas_enclosure(const char *expander, char *sysid) {
             continue;
         if (comm_sys_get_sdev_type(sdev) != SCSI_TYPE_ENCLOSURE)
             continue;
-        if (comm_sys_get_sdev_sysid(sdev, sysid) != 0) {
-            ERR_TRACE(HAL_TRACE_ERROR, "%s%d:System Internal Error\n", __func__, __LINE__);
-            return -1;
-        }
-        return 0;
+        if (comm_sys_get_sdev_sysid(sdev, sysid) == 0)
+            return 0;
+        // The services device is there but its generic node can't be read (yet): the walk ends
+        // here, with nothing found, as when no port has the device at all.
+        ERR_TRACE(HAL_TRACE_ERROR, "%s%d:System Internal Error\n", __func__, __LINE__);
+        break;
     }
     ERR_TRACE(HAL_TRACE_WARN, "%s(%d):Wait Enclosure ready\n", __func__, __LINE__);
     return -1;

@@ -83,6 +83,9 @@ constexpr size_t kInquiryVendorOffset = offsetof(InquiryStandard, vendor);
 constexpr size_t kInquiryVendorLen = sizeof(InquiryStandard::vendor);
 constexpr size_t kInquiryModelOffset = offsetof(InquiryStandard, product);
 constexpr size_t kInquiryModelLen = sizeof(InquiryStandard::product);
+constexpr size_t kInquiryVersionOffset = offsetof(InquiryStandard, version);
+constexpr size_t kInquiryRevisionOffset = offsetof(InquiryStandard, revision);
+constexpr size_t kInquiryRevisionLen = sizeof(InquiryStandard::revision);
 
 // VPD page header.
 struct VpdHeader {
@@ -97,6 +100,17 @@ constexpr size_t kVpdPageLengthOffset = offsetof(VpdHeader, length_be);
 // Unit serial number page (0x80).
 constexpr size_t kVpdSerialAnswerLen = 65;
 constexpr size_t kVpdSerialMaxLen = 32;
+
+// Block device characteristics page (0xb1): medium rotation rate, big-endian; 1 is solid state.
+constexpr size_t kVpdRotationRateOffset = 4;
+constexpr uint16_t kVpdRotationNonRotating = 1;
+
+// READ CAPACITY (16) answer: last LBA (8 bytes) and block length (4); READ CAPACITY (10): 4
+// and 4. Both big-endian.
+constexpr size_t kReadCap16BlockLenOffset = 8;
+constexpr size_t kReadCap16MinLen = 12;
+constexpr size_t kReadCap10BlockLenOffset = 4;
+constexpr size_t kReadCap10MinLen = 8;
 
 // Device identification page (0x83): designation descriptors.
 struct DesignatorHeader {

@@ -16,7 +16,7 @@
 namespace nashal::topology {
 
 int ses_decode_config_page(const unsigned char *page, size_t length, uint32_t (*types)[2],
-                           int max_types, const char *who_id) {
+                           int max_types) {
     // The answer buffer is cleared before the tool writes, so what lies past a short answer
     // reads as zero; the decoder keeps that view and never reads past the buffer.
     auto at = [&](size_t i) -> unsigned {
@@ -26,11 +26,8 @@ int ses_decode_config_page(const unsigned char *page, size_t length, uint32_t (*
     const int count = static_cast<int>(at(enc + kSesEncDescTypeCount));
     const size_t headers = enc + at(enc + kSesEncDescLength) + kSesEncDescHeaderLen;
     if (count > max_types ||
-        headers + static_cast<size_t>(count) * kSesTypeHeaderLen > kSesAnswerBufLen) {
-        ERR_TRACE(HAL_TRACE_ERROR, "%s(%d):System Error, BUFFER overflow:enc_sys_id = %s\n",
-                  __func__, __LINE__, who_id ? who_id : "");
+        headers + static_cast<size_t>(count) * kSesTypeHeaderLen > kSesAnswerBufLen)
         return -1;
-    }
     for (int i = 0; i < count; ++i) {
         size_t h = headers + static_cast<size_t>(i) * kSesTypeHeaderLen;
         types[i][0] = at(h + kSesTypeHeaderType);
@@ -56,14 +53,28 @@ int ses_decode_raw_text(const char *text, size_t length, unsigned char *buffer, 
             ++i;
         }
         token[t] = '\0';
-        if (count >= size) {
-            ERR_TRACE(HAL_TRACE_ERROR, "%s(%d):System Error, BUFFER overflow\n", __func__,
-                      __LINE__);
-            return -1;
-        }
         buffer[count++] = static_cast<unsigned char>(strtol(token, nullptr, 16));
+        if (count >= size)
+            return -1;
     }
     return count;
+}
+
+int ses_element_in_page(uint32_t type, int index, const uint32_t (*types)[2], int type_count,
+                        int page_length, int *offset, const char *caller) {
+    int at = 0;
+    if (comm_sys_get_ses_control_element_offset(type, index, types, type_count, &at) != 0)
+        return -1;
+    if (page_length < 0 || at > page_length - static_cast<int>(kSesElementLen)) {
+        ERR_TRACE(HAL_TRACE_ERROR,
+                  "%s(%d):System Error, element %d of type %u at byte %d is outside the page of "
+                  "%d bytes\n",
+                  caller ? caller : "", __LINE__, index, type, at, page_length);
+        return -1;
+    }
+    if (offset)
+        *offset = at;
+    return 0;
 }
 
 }  // namespace nashal::topology
@@ -85,8 +96,12 @@ int comm_sys_get_ses_enc_conf(const char *sg_name, uint32_t (*types)[2], int max
     int n = comm_sys_read_from_popen(command, answer.get(), static_cast<int>(kSesAnswerBufLen));
     if (n <= 0)
         return -1;
-    return ses_decode_config_page(reinterpret_cast<unsigned char *>(answer.get()),
-                                  static_cast<size_t>(n), types, max_types, sg_name);
+    int count = ses_decode_config_page(reinterpret_cast<unsigned char *>(answer.get()),
+                                       static_cast<size_t>(n), types, max_types);
+    if (count < 0)
+        ERR_TRACE(HAL_TRACE_ERROR, "%s(%d):System Error, BUFFER overflow:enc_sys_id = %s\n",
+                  __func__, __LINE__, sg_name);
+    return count;
 }
 
 int comm_sys_get_ses_enc_status(const char *sg_name, unsigned char *buffer, int size) {
@@ -102,7 +117,10 @@ int comm_sys_get_ses_enc_status(const char *sg_name, unsigned char *buffer, int 
     int n = comm_sys_read_from_popen(command, answer.get(), static_cast<int>(kSesAnswerBufLen));
     if (n <= 0)
         return -1;
-    return ses_decode_raw_text(answer.get(), static_cast<size_t>(n), buffer, size);
+    int count = ses_decode_raw_text(answer.get(), static_cast<size_t>(n), buffer, size);
+    if (count < 0)
+        ERR_TRACE(HAL_TRACE_ERROR, "%s(%d):System Error, BUFFER overflow\n", __func__, __LINE__);
+    return count;
 }
 
 int comm_sys_get_ses_control_element_offset(uint32_t type, int index, const uint32_t (*types)[2],
@@ -120,6 +138,10 @@ int comm_sys_get_ses_control_element_offset(uint32_t type, int index, const uint
             return 0;
         }
         position += kSesElementLen * types[i][1] + kSesElementLen;
+        // A list no configuration page can give (each count is one byte there) must not wrap
+        // the offset round.
+        if (position > static_cast<size_t>(INT32_MAX / 2))
+            return -1;
     }
     return -1;
 }

@@ -9,15 +9,28 @@
 
 namespace nashal::topology {
 
+// The decoders don't trace: the public function that ran the tool does, under its own name,
+// which is the one an engineer searches the log for.
+
 // SES page 1 ("sg_ses -p 0x1 -rr") to the element type list of the first enclosure descriptor.
 // Bytes past `length` read as zero up to the tools' 1024-byte answer buffer. Returns the
-// number of types, or -1 (traced with `who_id`) when they exceed max_types or the buffer.
+// number of types, or -1 when they exceed max_types or the buffer.
 int ses_decode_config_page(const unsigned char *page, size_t length, uint32_t (*types)[2],
-                           int max_types, const char *who_id);
+                           int max_types);
 
 // "--raw" text (hexadecimal bytes separated by spaces and line ends) to bytes. Returns the
-// count, or -1 when more than `size` bytes are given.
+// count, or -1 when the page reaches `size` bytes: the caller's buffer is full at `size`, and a
+// page that fills it whole counts as overflowing it.
 int ses_decode_raw_text(const char *text, size_t length, unsigned char *buffer, int size);
+
+// Where element `index` of `type` starts in a status page of `page_length` bytes, as
+// comm_sys_get_ses_control_element_offset counts it, and only when the whole element lies
+// inside the page. The type list comes from the enclosure's own configuration page, which may
+// promise more elements than its status page holds (a broken or hostile firmware); an element
+// outside the page must be neither read nor written. -1 otherwise, traced under `caller`, the
+// public function that asks.
+int ses_element_in_page(uint32_t type, int index, const uint32_t (*types)[2], int type_count,
+                        int page_length, int *offset, const char *caller);
 
 // VPD page 0x80 answer (at most 65 bytes) to the serial text: at most 32 characters from byte
 // 4, terminated (serial holds 33 bytes), untrimmed.

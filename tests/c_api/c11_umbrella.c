@@ -3,6 +3,11 @@
 
 #include <stdio.h>
 
+/* A daemon in C lays out the SMART records as the library does: the cache format and the
+ * allocation of PD_SMART_Read_Info depend on it. */
+_Static_assert(sizeof(SMART_ATTR) == 88, "a SMART attribute is 88 bytes");
+_Static_assert(sizeof(PD_SMART_INFO) == 48, "the SMART record header is twelve words");
+
 int main(void) {
     ENC_INFO info = {0};
     info.capability = CAP_INTERNAL | CAP_NO_ESATA;

@@ -3,6 +3,8 @@
 // flash id, the wait for a block device, and sysfs that is not as it should be.
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -63,6 +65,16 @@ TEST_F(RootLookup, PortIsAHostOfItsOwnOnAtaControllersAndATargetOnSingleHostOnes
     EXPECT_EQ(lookup("B00:D31:F2", 2), "sg2") << "DEV_PORT is added to the lowest host";
     EXPECT_EQ(lookup("B00:D03:F0", 3), "sg21") << "with one host DEV_PORT is the target";
     EXPECT_EQ(lookup("B00:D03:F0", 1), "none") << "an empty bay";
+
+    // A port no controller has, as a model file mistyped by hand gives it: nothing is found,
+    // the log says why, and the host number doesn't wrap round to a real host.
+    for (int port : {2147483647, 65535 - 4 + 1, -1}) {
+        unlink("/var/log/hal_lib.log");
+        EXPECT_EQ(lookup("B00:D31:F2", port), "none") << "DEV_PORT = " << port;
+        EXPECT_NE(read_file("/var/log/hal_lib.log").find("get_sdev_host("), std::string::npos)
+            << "DEV_PORT = " << port << " out of range left no trace";
+    }
+    EXPECT_EQ(lookup("B00:D03:F0", 2147483647), "none") << "with one host it is a target number";
 }
 
 TEST_F(RootLookup, SwitchNeedsTheDownstreamPortOfTheSlot) {
@@ -101,7 +113,9 @@ TEST_F(RootLookup, EsataPortWhoseControllerIsGoneTakesOneOffTheCount) {
         "[Esata Disk 2]\nDEV_BUS = B00:D31:F2\nDEV_PORT = 0\n");
     char *list[MAX_PD_SYS_ENUM] = {};
     EXPECT_EQ(pd_sys_enumerate("root_esata", list, MAX_PD_SYS_ENUM), 0);
-    EXPECT_EQ(list[0], nullptr) << "an entry beyond the count is the caller's no longer";
+    EXPECT_EQ(list[0], nullptr)
+        << "a text past the count was left in the list: the caller frees only what the count "
+           "covers, so it leaks";
 
     model("[Esata Disk 1]\nDEV_BUS = B00:D31:F2\nDEV_PORT = 0\n");
     EXPECT_EQ(enumerate("root_esata"), std::vector<std::string>{"sg0"});
@@ -275,7 +289,7 @@ TEST_F(RootLookup, UsbDiskFasterThanAnySpeedCodeStillGetsItsBay) {
     PD_INFO info{};
     info.port_id = -99;
     EXPECT_EQ(get_pd_port_id("root_usb", "sg5", 2, -1, &info), 0);
-    EXPECT_EQ(info.port_id, 2) << "the disk is found but left without a bay";
+    EXPECT_EQ(info.port_id, 2) << "a disk at a speed with no code was left without its bay";
 }
 
 TEST_F(RootLookup, EachDiskTellsUdevItsEnclosureOnlyWhileUdevdRuns) {
@@ -359,13 +373,32 @@ TEST_F(RootLookup, MalformedSysfsFailsWithoutACrash) {
     char enc[HAL_ID_LEN] = "";
     EXPECT_EQ(get_physical_drive_port("sg2", &port, &sw), -1);
     EXPECT_EQ(port, -7);
-    PD_Sys_Get_SE_Sys_Id("sg2", enc);
-    EXPECT_STRNE(enc, "root");
+    // Undecided: no slot lists the disk and it is on no enclosure services device. The answer
+    // is 0 with an empty id and a trace, never a bay of the main unit.
+    EXPECT_EQ(PD_Sys_Get_SE_Sys_Id("sg2", enc), 0);
+    EXPECT_STREQ(enc, "");
+    EXPECT_NE(read_file("/var/log/hal_lib.log").find("PD_Sys_Get_SE_Sys_Id("), std::string::npos)
+        << "an enclosure left undecided must leave a trace";
 
     // A controller whose class is neither storage nor bridge.
     auto odd = t_.pci_function(root_, 0, 0, 5, 0, 0x020000);
     t_.scsi_device(t_.scsi_host(odd, 7), {7, 0, 0, 0}, ScsiDesc::disk(7, "", "ATA", "D"));
     EXPECT_EQ(get_physical_drive_port("sg7", &port, &sw), -1);
+
+    // A link whose address names a host far below the controller's: the port would be the
+    // difference, and no port of this controller can be made of it.
+    auto ahci2 = t_.pci_function(root_, 0, 0, 0x1f, 5, kPciClassAhci);
+    t_.scsi_device(t_.ahci_port(ahci2, 1, 4), {4, 0, 0, 0}, ScsiDesc::disk(8, "", "ATA", "D"));
+    symlink_exact(
+        "../../devices/pci0000:00/0000:00:1f.5/ata1/host4/target4:0:0/"
+        "-2147483648:0:0:0/scsi_generic/sg9",
+        "/sys/class/scsi_generic/sg9");
+    unlink("/var/log/hal_lib.log");
+    port = -7;
+    EXPECT_EQ(get_physical_drive_port("sg9", &port, &sw), -1);
+    EXPECT_EQ(port, -7);
+    EXPECT_NE(read_file("/var/log/hal_lib.log").find("get_physical_drive_port("), std::string::npos)
+        << "a host the controller can't have left no trace";
 }
 
 }  // namespace

@@ -1,19 +1,24 @@
-// What a boot scan of each example board leaves in /etc/hal.conf and /etc/config/enclosure.map,
-// byte for byte, and whole hot-plug sequences of the main unit's enclosures on the real backend.
-// The expected files stand beside this test in golden/<board>.hal.conf and
-// golden/<board>.enclosure.map: other programs on the appliance read these files, so a field
-// that moves, changes its format or goes missing is a fault even when the library's own
-// readers don't notice.
+// What a boot scan of each example board leaves in /etc/hal.conf, /etc/config/enclosure.map and
+// the disk records /etc/enclosure_%d.conf, byte for byte, and whole hot-plug sequences of the
+// main unit's enclosures on the real backend. The expected files stand beside this test in
+// golden/<board>.hal.conf, golden/<board>.enclosure.map and golden/<board>.enclosure_<id>.conf:
+// other programs on the appliance read these files, so a field that moves, changes its format
+// or goes missing is a fault even when the library's own readers don't notice.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <unistd.h>
 
+#include <algorithm>
+#include <cstdlib>
 #include <cstring>
 #include <fstream>
+#include <map>
 #include <sstream>
 #include <string>
+#include <vector>
 
+#include "nashal/hal_pd.h"
 #include "nashal/hal_se.h"
 #include "nashal/ini_conf.h"
 #include "nashal/se_sys.h"
@@ -47,6 +52,72 @@ std::string field(const char *file, const std::string &section, const char *key)
 
 class FirstBoot : public ::testing::TestWithParam<const char *> {};
 
+// The expected disk files of a board: golden/<board>.enclosure_<id>.conf, by file name.
+std::map<std::string, std::string> golden_disk_files(const std::string &board) {
+    std::map<std::string, std::string> files;
+    std::string dir = golden_path("");
+    for (const auto &name : nashal::sim::list_dir(dir)) {
+        std::string prefix = board + ".enclosure_";
+        if (name.rfind(prefix, 0) == 0)
+            files["/etc/" + name.substr(board.size() + 1)] = host_file(dir + name);
+    }
+    return files;
+}
+
+std::map<std::string, std::string> disk_files() {
+    std::map<std::string, std::string> files;
+    for (const auto &name : nashal::sim::list_dir("/etc")) {
+        if (name.rfind("enclosure_", 0) == 0 && name.size() > 5 &&
+            name.compare(name.size() - 5, 5, ".conf") == 0)
+            files["/etc/" + name] = nashal::sim::read_file("/etc/" + name);
+    }
+    return files;
+}
+
+// "/etc/init.d/pd_attach <enc_id> <port_id> <device>" for every record of the registry: the
+// disks of each enclosure file and the boot disks of /etc/hal.conf.
+std::vector<std::string> expected_attach_hooks() {
+    std::vector<std::string> lines;
+    auto add = [&](const char *file, const std::string &section, int enc_id) {
+        std::string port = field(file, section, "port_id");
+        std::string name = field(file, section, "pd_sys_name");
+        lines.push_back("/etc/init.d/pd_attach " + std::to_string(enc_id) + " " + port + " " +
+                        name);
+    };
+    for (const auto &[file, text] : disk_files()) {
+        int enc_id = atoi(file.c_str() + strlen("/etc/enclosure_"));
+        for (int port = 0; port < 64; ++port) {
+            if (PD_Is_Exist(enc_id, port))
+                add(file.c_str(), "PhysicalDisk_" + std::to_string(port), enc_id);
+        }
+    }
+    int boot = se_lookup_id("root_boot");
+    for (int port = 0; port < 8; ++port) {
+        std::string section = "BootDisk_" + std::to_string(port);
+        if (field(HAL_CONF_FILE, section, "port_id") != "<missing>")
+            add(HAL_CONF_FILE, section, boot);
+    }
+    std::sort(lines.begin(), lines.end());
+    return lines;
+}
+
+// The hooks run in the background: the lines that have arrived within a few seconds.
+std::vector<std::string> attach_hooks_run(size_t expected) {
+    std::vector<std::string> lines;
+    for (int tries = 0; tries < 100; ++tries) {
+        lines.clear();
+        for (const auto &line : nashal::sim::invocations()) {
+            if (line.rfind("/etc/init.d/pd_attach ", 0) == 0)
+                lines.push_back(line);
+        }
+        if (lines.size() >= expected)
+            break;
+        usleep(100 * 1000);
+    }
+    std::sort(lines.begin(), lines.end());
+    return lines;
+}
+
 }  // namespace
 
 TEST_P(FirstBoot, HalConfAndMapAreExactlyTheExpectedFiles) {
@@ -59,17 +130,25 @@ TEST_P(FirstBoot, HalConfAndMapAreExactlyTheExpectedFiles) {
     auto app = nashal::sim::Appliance::copy_of(kExamples + "/" + board);
     ASSERT_TRUE(app.activate());
     ASSERT_FALSE(nashal::sim::exists(SE_ENC_MAP_FILE)) << "a first boot starts without a map";
+    const auto disks = golden_disk_files(board);
+    nashal::sim::clear_invocations();
     ASSERT_EQ(SE_Scan(), 0);
     EXPECT_EQ(nashal::sim::read_file(HAL_CONF_FILE), hal_conf)
         << board << ": /etc/hal.conf after the first boot scan differs from the expected file";
     EXPECT_EQ(nashal::sim::read_file(SE_ENC_MAP_FILE), enc_map)
         << board << ": the persistent map after the first boot scan differs";
+    EXPECT_EQ(disk_files(), disks)
+        << board << ": the disk records after the first boot scan differ from the expected files";
+    auto hooks = expected_attach_hooks();
+    EXPECT_EQ(attach_hooks_run(hooks.size()), hooks)
+        << board << ": the attach hook must run once for each disk recorded";
 
     // A second boot with the same hardware takes every id from the map: both files come out
     // the same, and the map gains no entry.
     ASSERT_EQ(SE_Scan(), 0);
     EXPECT_EQ(nashal::sim::read_file(HAL_CONF_FILE), hal_conf) << board << ", second boot";
     EXPECT_EQ(nashal::sim::read_file(SE_ENC_MAP_FILE), enc_map) << board << ", second boot";
+    EXPECT_EQ(disk_files(), disks) << board << ", second boot";
 }
 
 INSTANTIATE_TEST_SUITE_P(ExampleBoards, FirstBoot,
@@ -147,8 +226,14 @@ TEST_F(HotPlug, EsataLeavesWithItsDisksAndComesBackUnderItsId) {
     EXPECT_EQ(field(HAL_CONF_FILE, "Index", "enc_bitmap"), "0x700800001");
     EXPECT_EQ(field(HAL_CONF_FILE, "Enclosure_0", "child_bitmap"), "0x700800000");
     EXPECT_EQ(nashal::sim::read_file(SE_ENC_MAP_FILE), map_) << "a re-attach must add nothing";
-    EXPECT_THAT(nashal::sim::invocations(),
-                ::testing::ElementsAre("/sbin/udevadm control --env=root_esata=enc"));
+    // The enclosure is announced to udev once; its disks are scanned in again on the way.
+    std::vector<std::string> announced;
+    for (const auto &line : nashal::sim::invocations()) {
+        if (line.rfind("/sbin/udevadm control --env=root_esata=", 0) == 0)
+            announced.push_back(line);
+    }
+    EXPECT_THAT(announced, ::testing::ElementsAre("/sbin/udevadm control --env=root_esata=enc"));
+    EXPECT_EQ(PD_Enumerate(esata, nullptr, 0, nullptr, nullptr), 3);
 
     struct Check {
         int port;
@@ -166,13 +251,17 @@ TEST_F(HotPlug, EsataLeavesWithItsDisksAndComesBackUnderItsId) {
 TEST_F(HotPlug, DetachOfTheRootTakesEverySubEnclosureOut) {
     ASSERT_EQ(SE_Sys_Detach("root"), 0);
     EXPECT_EQ(SE_Enumerate(nullptr, 0, nullptr, nullptr), 0);
-    EXPECT_EQ(nashal::sim::read_file(HAL_CONF_FILE), "[Index]\nenc_bitmap = 0x0\n")
-        << "sections or index entries were left behind";
+    // Only the boot disk's record stays: it lives in /etc/hal.conf, not in an enclosure's file,
+    // and the next scan rebuilds the file anyway.
+    const std::string conf = nashal::sim::read_file(HAL_CONF_FILE);
+    EXPECT_EQ(conf.rfind("[Index]\nenc_bitmap = 0x0\n[BootDisk_0]\n", 0), 0u) << conf;
+    EXPECT_EQ(conf.find("Enclosure_"), std::string::npos) << "an enclosure section was left";
+    EXPECT_EQ(conf.find("pd_wwn_"), std::string::npos) << "a detached disk is still indexed";
     EXPECT_EQ(nashal::sim::read_file(SE_DETACHED_FILE),
-              "[Enclosure_23]\npd_bitmap = 0x0\n[Enclosure_32]\npd_bitmap = 0x0\n"
-              "[Enclosure_33]\npd_bitmap = 0x0\n[Enclosure_34]\npd_bitmap = 0x0\n"
-              "[Enclosure_0]\npd_bitmap = 0x0\n")
-        << "children go first, in rising order of id, then the root";
+              "[Enclosure_23]\npd_bitmap = 0x2\n[Enclosure_32]\npd_bitmap = 0x0\n"
+              "[Enclosure_33]\npd_bitmap = 0xC\n[Enclosure_34]\npd_bitmap = 0x1C\n"
+              "[Enclosure_0]\npd_bitmap = 0xFE\n")
+        << "children go first, in rising order of id, then the root, each with its disks";
     EXPECT_EQ(nashal::sim::read_file(SE_ENC_MAP_FILE), map_);
 
     ASSERT_EQ(SE_Sys_Attach("root", 1), 0);

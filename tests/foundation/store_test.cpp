@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "foundation/ini_snapshot.h"
 #include "nashal/ini_conf.h"
 #include "sim/appliance.h"
 #include "sim/fs.h"
@@ -386,4 +387,55 @@ TEST(StoreInAppliance, LibraryWritesLandInTheApplianceAndNotOnTheMachine) {
         EXPECT_EQ(after.st_mtime, before.st_mtime) << "the machine's /etc/hal.conf was written";
     }
     EXPECT_FALSE(exists("/etc/hal.conf.lck")) << "a lock file was made on the machine";
+}
+
+// A record reader's one read of a file: the answers are the store's own on the file as read,
+// and stay so while the file changes and while other queries run.
+TEST_F(Store, SnapshotAnswersAsTheStoreDidWhenItWasTaken) {
+    ASSERT_TRUE(write_file(kHal,
+                           "[Index]\nenc_bitmap = 0x80000005\n[Enclosure_0]\n"
+                           "enc_sys_id = root\ncapability = 0x80000000\nstatus = x\n"));
+    nashal::ini::Snapshot snap(kHal);
+    ASSERT_TRUE(snap.present());
+    // Another process replaces the file: the snapshot keeps the version it read.
+    ASSERT_GE(Ini_Conf_Set_Field(kHal, "Enclosure_0", "enc_sys_id", "changed"), 0);
+    char text[8];
+    EXPECT_EQ(snap.get_field("Enclosure_0", "enc_sys_id", text, sizeof text), 5);
+    EXPECT_STREQ(text, "root");
+    EXPECT_EQ(snap.get_field("Enclosure_0", "enc_sys_id", text, 3), 3) << "cut and terminated";
+    EXPECT_STREQ(text, "ro");
+    int32_t v = 7;
+    EXPECT_EQ(snap.get_field_int("Enclosure_0", "capability", &v, INI_CONF_HEX), 1);
+    EXPECT_EQ(static_cast<uint32_t>(v), 0x80000000u);
+    v = 7;
+    EXPECT_EQ(snap.get_field_int("Enclosure_0", "status", &v, INI_CONF_DEC), 0);
+    EXPECT_EQ(snap.get_field_int("Enclosure_0", "absent", &v, INI_CONF_DEC), -1);
+    EXPECT_EQ(v, 7) << "a value that is no number, or none, leaves the caller's default";
+    EXPECT_EQ(snap.bitmap_is_bit_set("Index", "enc_bitmap", 31), 1);
+    EXPECT_EQ(snap.bitmap_is_bit_set("Index", "enc_bitmap", 1), 0);
+    // Callbacks that query other files don't disturb the walk over the snapshot's bytes.
+    struct Walk {
+        std::vector<int> bits;
+    } walk;
+    int ids[2] = {-1, -1};
+    int count = snap.bitmap_enumerate(
+        "Index", "enc_bitmap", ids, 2,
+        [](int bit, void *cookie) {
+            char buf[16];
+            Ini_Conf_Get_Field("/etc/other.conf", "S", "f", buf, sizeof buf);
+            static_cast<Walk *>(cookie)->bits.push_back(bit);
+            return bit == 2 ? -2 : 0;
+        },
+        &walk);
+    EXPECT_EQ(count, 2) << "bit 2 passed over, bits 0 and 31 taken";
+    EXPECT_EQ(walk.bits, (std::vector<int>{0, 2, 31}));
+    EXPECT_EQ(ids[0], 0);
+    EXPECT_EQ(ids[1], 31);
+
+    // A file that isn't there answers as the store does for it: nothing found, an empty bitmap.
+    nashal::ini::Snapshot none("/etc/none.conf");
+    EXPECT_FALSE(none.present());
+    EXPECT_EQ(none.get_field("Index", "enc_bitmap", text, sizeof text), -1);
+    EXPECT_EQ(none.get_field_int("Index", "enc_bitmap", &v, INI_CONF_HEX), -1);
+    EXPECT_EQ(none.bitmap_enumerate("Index", "enc_bitmap", ids, 2, nullptr, nullptr), 0);
 }

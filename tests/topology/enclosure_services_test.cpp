@@ -4,11 +4,13 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <functional>
 #include <string>
 
 #include "nashal/comm_ses.h"
 #include "sim/appliance.h"
 #include "sim/fs.h"
+#include "topology/trace_levels.h"
 #include "topology/ses_pages.h"
 
 using namespace nashal::sim;
@@ -79,21 +81,52 @@ TEST(SesDecoders, ConfigPageListsTypesOfTheFirstEnclosure) {
                               // type headers
                               0x17, 12, 0, 0, 0x02, 2, 0, 0};
     uint32_t types[4][2] = {};
-    ASSERT_EQ(nashal::topology::ses_decode_config_page(page, 24, types, 4, "sg1"), 2);
+    ASSERT_EQ(nashal::topology::ses_decode_config_page(page, 24, types, 4), 2);
     EXPECT_EQ(types[0][0], 0x17u);
     EXPECT_EQ(types[0][1], 12u);
     EXPECT_EQ(types[1][0], 0x02u);
     EXPECT_EQ(types[1][1], 2u);
-    EXPECT_EQ(nashal::topology::ses_decode_config_page(page, 24, types, 1, "sg1"), -1)
+    EXPECT_EQ(nashal::topology::ses_decode_config_page(page, 24, types, 1), -1)
         << "more types than the caller's list holds";
 }
 
-TEST(SesDecoders, RawTextOverflowsAtTheCallersSize) {
-    unsigned char bytes[4];
+// A page fills the caller's buffer whole at `size` bytes, and that counts as an overflow: the
+// last byte that fits is size - 1.
+TEST(SesDecoders, RawTextOverflowsWhenItReachesTheCallersSize) {
+    unsigned char bytes[5];
     const char text[] = "  02 00\n 00 0c  \n";
-    EXPECT_EQ(nashal::topology::ses_decode_raw_text(text, strlen(text), bytes, 4), 4);
+    EXPECT_EQ(nashal::topology::ses_decode_raw_text(text, strlen(text), bytes, 5), 4);
     EXPECT_EQ(bytes[3], 0x0c);
-    EXPECT_EQ(nashal::topology::ses_decode_raw_text(text, strlen(text), bytes, 3), -1);
+    EXPECT_EQ(nashal::topology::ses_decode_raw_text(text, strlen(text), bytes, 4), -1);
+}
+
+// A configuration page may promise more elements than the 256-byte status page holds: an
+// element is given only when all its four bytes lie in the page.
+TEST(SesOffsets, ElementsOutsideTheStatusPageAreRefused) {
+    const uint32_t fits[][2] = {{0x17, 62}};
+    const uint32_t hostile[][2] = {{0x02, 2}, {0x17, 255}};
+    struct {
+        const uint32_t (*types)[2];
+        int count;
+        int index;
+        int page;
+        int result;
+        int offset;
+    } cases[] = {
+        {fits, 1, 62, 256, 0, 252},     // its last byte is the page's last
+        {fits, 1, 62, 255, -1, -1},     // a page one byte shorter
+        {hostile, 2, 59, 256, 0, 252},  // 4 + 12 of the supplies, then 4 + 4 * 58
+        {hostile, 2, 60, 256, -1, -1}, {hostile, 2, 255, 256, -1, -1},
+        {hostile, 2, 1, 0, -1, -1},  // no page at all
+    };
+    for (const auto &c : cases) {
+        int offset = -1;
+        EXPECT_EQ(nashal::topology::ses_element_in_page(c.types[c.count - 1][0], c.index, c.types,
+                                                        c.count, c.page, &offset, "caller"),
+                  c.result)
+            << "element " << c.index << " in a page of " << c.page;
+        EXPECT_EQ(offset, c.offset) << "element " << c.index << " in a page of " << c.page;
+    }
 }
 
 class SesStandIn : public ::testing::Test {
@@ -151,6 +184,33 @@ TEST_F(SesStandIn, ChangedElementIsSeenByTheNextStatusRead) {
     unsigned char small[16];
     EXPECT_EQ(comm_sys_get_ses_enc_status("sg5", small, sizeof small), -1);
     EXPECT_EQ(comm_sys_get_ses_enc_conf("sg9", types, 32), -1) << "no enclosure answers";
+}
+
+// The overflow traces of the page readers name the public function, the one an engineer looks
+// for in the log, at the error level; the status page fails when it fills the buffer whole.
+TEST_F(SesStandIn, PageReadersTraceOverflowsUnderTheirOwnNames) {
+    uint32_t types[32][2];
+    unsigned char page[64];
+    const int full = 8 + 4 * 3 + 4 * 5;  // the status page of sg5
+    EXPECT_EQ(comm_sys_get_ses_enc_status("sg5", page, full + 1), full);
+    struct Case {
+        const char *line;
+        std::function<int()> call;
+    } cases[] = {
+        {R"(comm_sys_get_ses_enc_conf\(\d+\):System Error, BUFFER overflow:enc_sys_id = sg5)",
+         [&] { return comm_sys_get_ses_enc_conf("sg5", types, 1); }},
+        {R"(comm_sys_get_ses_enc_status\(\d+\):System Error, BUFFER overflow)",
+         [&] { return comm_sys_get_ses_enc_status("sg5", page, full); }},
+        {R"(comm_sys_read_from_popen\(\d+\):System Error, BUFFER overflow,cmd = printf 0123456789,count = 7)",
+         [&] {
+             return comm_sys_read_from_popen("printf 0123456789", reinterpret_cast<char *>(page),
+                                             8);
+         }},
+    };
+    for (const Case &c : cases) {
+        EXPECT_EQ(c.call(), -1) << c.line;
+        EXPECT_EQ(nashal::test::trace_level_fault(HAL_TRACE_ERROR, c.line, [&] { c.call(); }), "");
+    }
 }
 
 TEST_F(SesStandIn, StatusPageTextIsPrintedAsSgSesPrintsIt) {

@@ -2,7 +2,10 @@
 // own, and what kind of enclosure a USB device is.
 #include <gtest/gtest.h>
 
+#include <climits>
+#include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <string>
 
 #include "nashal/comm_path.h"
@@ -10,6 +13,7 @@
 #include "sim/appliance.h"
 #include "sim/fs.h"
 #include "sim/sysfs_builders.h"
+#include "topology/trace_levels.h"
 
 using namespace nashal::sim;
 
@@ -75,6 +79,76 @@ TEST_F(SasBoard, ExpanderFindsItsEnclosureDevicePastPortsWithoutEndDevices) {
     EXPECT_EQ(comm_sys_get_sysid_of_sas_enclosure("expander-5:1", sysid), -1);
     EXPECT_NE(read_file("/var/log/hal_lib.log").find("Wait Enclosure ready"), std::string::npos);
     EXPECT_EQ(comm_sys_get_sysid_of_sas_enclosure("expander-9:9", sysid), -1);
+}
+
+// What each call leaves in the log, under the public function's own name and at its level, as
+// an engineer reading the log at the default mask sees it.
+TEST_F(SasBoard, PathCallsTraceUnderTheirOwnNamesAtTheirLevels) {
+    // Below expander-5:1, a port to a further expander and nothing else.
+    char where[512];
+    ASSERT_NE(realpath("/sys/class/sas_expander/expander-5:1/device", where), nullptr);
+    std::string exp51 = where;
+    t.sas_expander(t.sas_port(exp51, "port-5:1:0"), "expander-5:2", 12, 0x5007);
+    // expander-5:4 has an enclosure services device whose generic node can't be read.
+    auto exp54 = t.sas_expander(t.sas_port(exp51, "port-5:1:1"), "expander-5:4", 12, 0x5008);
+    auto end = t.sas_end_device(t.sas_port(exp54, "port-5:4:0"), 0x5000c50000000009ull, 0);
+    auto ses = t.scsi_device(end, {5, 0, 9, 0}, ScsiDesc::enclosure(8, "VIRTUAL", "JBOD"));
+    ASSERT_FALSE(ses.generic.empty());
+    remove_tree(ses.generic + "/dev");
+
+    char id[32];
+    char path[512];
+    char cut[] = "/sys/devices/port-2:0/expander-2:0";
+    struct Case {
+        int level;
+        const char *line;  // the whole log line, as a regular expression
+        std::function<int()> call;
+        int result;
+    } cases[] = {
+        {1, R"(comm_sys_get_sysid_of_sas_enclosure\(\d+\):System Internal Error)",
+         [&] { return comm_sys_get_sysid_of_sas_enclosure("expander-9:9", id); }, -1},
+        {2,
+         R"(comm_sys_get_sysid_of_sas_enclosure\(\d+\):path = .*/end_device-5:1:0 no end_device)",
+         [&] { return comm_sys_get_sysid_of_sas_enclosure("expander-5:1", id); }, -1},
+        {2, R"(comm_sys_get_sysid_of_sas_enclosure\(\d+\):Wait Enclosure ready)",
+         [&] { return comm_sys_get_sysid_of_sas_enclosure("expander-5:1", id); }, -1},
+        // The services device is there but its node can't be read: the walk stops, and ends
+        // as one that found nothing.
+        {1, R"(comm_sys_get_sysid_of_sas_enclosure\d+:System Internal Error)",
+         [&] { return comm_sys_get_sysid_of_sas_enclosure("expander-5:4", id); }, -1},
+        {2, R"(comm_sys_get_sysid_of_sas_enclosure\(\d+\):Wait Enclosure ready)",
+         [&] { return comm_sys_get_sysid_of_sas_enclosure("expander-5:4", id); }, -1},
+        {1, R"(comm_sys_get_sg_path_info\(\d+\):System Error:errno = 2)",
+         [&] { return comm_sys_get_sg_path_info("sg99", path, sizeof path) < 0 ? -1 : 0; }, -1},
+        {1, R"(comm_sys_get_sg_path_info\(\d+\):Buffer insufficent , need > \d+)",
+         [&] { return comm_sys_get_sg_path_info("sg2", path, 16); }, -1},
+        {1,
+         R"(comm_sys_get_sdev_sysid\(\d+\):System Error\.\.dir_search = /sys/nowhere/generic/dev)",
+         [&] {
+             char p[64] = "/sys/nowhere";
+             return comm_sys_get_sdev_sysid(p, id);
+         },
+         -1},
+        {1, R"(comm_sys_get_sas_bus\(\d+\):System Error)",
+         [&] {
+             char copy[sizeof cut];
+             memcpy(copy, cut, sizeof cut);
+             char *parent = nullptr, *self = nullptr;
+             comm_sys_get_sas_bus(copy, &parent, &self);
+             return self ? 0 : -1;
+         },
+         0},
+        {8, R"(comm_sys_get_sas_expander_parent_sysid\(\d+\):Enclosure already remove)",
+         [&] { return comm_sys_get_sas_expander_parent_sysid("sg42", id); }, -1},
+        {16, R"(comm_sys_check_sas_expander_sanity\(\d+\):This SAS expander: .* is internal\.)",
+         [&] { return comm_sys_check_sas_expander_sanity("sg2"); }, -1},
+        {8, R"(comm_sys_get_real_enc_sys_id\(\d+\):get real enc_sys_id = sg2)",
+         [&] { return comm_sys_get_real_enc_sys_id(id); }, 0},
+    };
+    for (const Case &c : cases) {
+        EXPECT_EQ(c.call(), c.result) << c.line;
+        EXPECT_EQ(nashal::test::trace_level_fault(c.level, c.line, [&] { c.call(); }), "");
+    }
 }
 
 TEST_F(SasBoard, SanityRejectsOnlyTheExpanderOnTheInternalController) {
@@ -166,6 +240,30 @@ TEST_F(UsbKinds, ProductIdDecidesTheKindOfUsbEnclosure) {
     write_file("/etc/model.conf", "[System Enclosure]\nCAP = 100000\n");
     EXPECT_EQ(comm_sys_check_usb_expander_type("2-3", &type_number), 2)
         << "a listed expander with a PIC controller";
+}
+
+TEST_F(UsbKinds, KindChecksTraceUnderTheirOwnNamesAtTheirLevels) {
+    char id[32];
+    struct Case {
+        const char *line;
+        std::function<int()> call;
+        int result;
+    } cases[] = {
+        {R"(comm_sys_check_usb_expander_type\(\d+\):usb_bus = 2-5 can not find product)",
+         [] { return comm_sys_check_usb_expander_type("2-5", nullptr); }, -1},
+        {R"(se_sys_get_real_enc_sys_id\(\d+\): NAS not support this feature)",
+         [&] { return se_sys_get_real_enc_sys_id("root", id, sizeof id); }, -1},
+        {R"(comm_sys_check_usb_expander_type\(\d+\):System Error)",
+         [] {
+             remove_tree("/etc/model_ext.conf");
+             return comm_sys_check_usb_expander_type("2-1", nullptr);
+         },
+         0},
+    };
+    for (const Case &c : cases) {
+        EXPECT_EQ(c.call(), c.result) << c.line;
+        EXPECT_EQ(nashal::test::trace_level_fault(HAL_TRACE_ERROR, c.line, [&] { c.call(); }), "");
+    }
 }
 
 TEST_F(UsbKinds, WithoutExternalModelsEveryDeviceIsAPlainHub) {

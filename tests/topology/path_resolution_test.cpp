@@ -4,12 +4,14 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <functional>
 #include <string>
 
 #include "nashal/comm_path.h"
 #include "sim/appliance.h"
 #include "sim/fs.h"
 #include "sim/sysfs_builders.h"
+#include "topology/trace_levels.h"
 
 using namespace nashal::sim;
 
@@ -48,6 +50,33 @@ TEST(BusText, SysfsHexadecimalBecomesTheModelFilesDecimal) {
         EXPECT_EQ(domain, c.domain) << c.path;
         EXPECT_STREQ(bus, c.bus) << c.path;
         EXPECT_STREQ(bridge, c.bridge) << c.path;
+    }
+}
+
+// A text cut to the caller's buffer would name another place, or none, as though it were this
+// one: it fails instead, and the cut text is not left behind.
+TEST(BusText, TextsThatDontFitTheCallersBufferFail) {
+    const struct {
+        const char *path;
+        int bus_size, bridge_size;
+        const char *bus;
+    } cases[] = {
+        {"../../devices/platform/averyveryveryverylongplatformname0123/ata1", 32, 32, ""},
+        {"../../devices/platform/ahci.0/averyveryveryverylongcontroller.0", 32, 32, "B-1:ahci.0"},
+        {"../../devices/pci0000:00/0000:00:1f.2", 10, 32, ""},
+        {"../../devices/pci0000:00/0000:00:1c.4/0000:03:00.0", 32, 10, "B00:D28:F4"},
+    };
+    for (const auto &c : cases) {
+        int domain = 0;
+        char bus[32] = "unset";
+        char bridge[32] = "unset";
+        EXPECT_EQ(comm_sys_assemble_dev_bus_from_path(c.path, &domain, bus, c.bus_size, bridge,
+                                                      c.bridge_size),
+                  -1)
+            << c.path;
+        EXPECT_STREQ(bus, c.bus) << c.path;
+        EXPECT_NE(std::string(bridge).size(), static_cast<size_t>(c.bridge_size - 1))
+            << c.path << ": a cut bridge text was left";
     }
 }
 
@@ -346,3 +375,49 @@ TEST(UsbModel, NoUsbEnclosureSectionMeansNoChassisPort) {
 }
 
 }  // namespace
+
+// What the path builders leave in the log, under their own names and at the error level, as an
+// engineer reading the log at the default mask sees it.
+TEST_F(PciTree, PathBuildersTraceUnderTheirOwnNames) {
+    auto root = t.pci_root(0, 0);
+    auto port = t.pci_bridge(root, 0, 0, 1, 0, 3);
+    t.pci_function(root, 0, 0, 0x1f, 2, kPciClassAhci);
+    char path[512];
+    char small[12];
+    int domain = 0;
+    struct Case {
+        const char *line;
+        std::function<int()> call;
+    } cases[] = {
+        {R"(comm_sys_get_pci_dev_path\(\d+\):Internal Error\.)",
+         [&] { return comm_sys_get_pci_dev_path(0, 9, 0, 0, path, sizeof path); }},
+        {R"(comm_sys_get_pci_dev_path\(\d+\):ret = 36, buffer_len = 12)",
+         [&] { return comm_sys_get_pci_dev_path(0, 0, 0x1f, 2, small, sizeof small); }},
+        {R"(comm_sys_get_internal_dev_path\(\d+\):ret = 28, buffer_len = 12)",
+         [&] { return comm_sys_get_internal_dev_path("ahci.0", small, sizeof small); }},
+        {R"(comm_sys_get_pci_bus\(\d+\):ret = 13, buffer_len = 12)",
+         [&] {
+             return comm_sys_get_pci_bus(port.c_str(), "pci_bus", nullptr, 0, small, sizeof small);
+         }},
+        {R"(comm_sys_get_num_pci_bus\(\d+\):ret = 13, buffer_len = 12)",
+         [&] {
+             return comm_sys_get_num_pci_bus(port.c_str(), "pci_bus", 1, 0, 0, small, sizeof small);
+         }},
+        {R"(comm_sys_get_pair_bus_switch\(\d+\):System Error)",
+         [&] {
+             strcpy(path, port.c_str());
+             return comm_sys_get_pair_bus_switch(path, -1);
+         }},
+        {R"(comm_sys_assemble_dev_bus_from_path\(\d+\):ret = 41, buffer_len = 32)",
+         [&] {
+             char bus[32], bridge[32];
+             return comm_sys_assemble_dev_bus_from_path(
+                 "../../devices/platform/averyveryveryverylongplatformname0123/ata1", &domain, bus,
+                 sizeof bus, bridge, sizeof bridge);
+         }},
+    };
+    for (const Case &c : cases) {
+        EXPECT_EQ(c.call(), -1) << c.line;
+        EXPECT_EQ(nashal::test::trace_level_fault(1, c.line, [&] { c.call(); }), "");
+    }
+}

@@ -48,8 +48,8 @@ int get_int(halctl::Context &ctx, const std::vector<std::string> &a, int format)
     int32_t v = 0;
     if (Ini_Conf_Get_Field_Int(a[0].c_str(), section_arg(a[1]), a[2].c_str(), &v, format) < 1)
         return halctl::failure("no number in " + a[2] + " of " + a[1] + " of " + a[0]);
-    ctx.out.record({format ? Output::hex("value", static_cast<uint32_t>(v))
-                           : Output::number("value", v)});
+    ctx.out.record(
+        {format ? Output::hex("value", static_cast<uint32_t>(v)) : Output::number("value", v)});
     return halctl::kOk;
 }
 

@@ -8,6 +8,7 @@
 
 #include "halctl.h"
 #include "sim/appliance.h"
+#include "sim/clock.h"
 #include "topology/model_file.h"
 
 namespace halctl {
@@ -38,10 +39,12 @@ void print_usage(FILE *to) {
 
 // A directory holds an appliance when it has the board's description, etc/model.conf: every
 // query starts there, and a directory without one would only be made into an empty box that
-// answers nothing.
+// answers nothing. On a board that has booted it is the link the model selection made, whose
+// target ("/etc/model_....conf") resolves only inside the appliance: the link itself counts.
 bool holds_appliance(const std::string &dir) {
     struct stat st;
-    return ::stat((dir + nashal::topology::kModelConf).c_str(), &st) == 0 && S_ISREG(st.st_mode);
+    return ::lstat((dir + nashal::topology::kModelConf).c_str(), &st) == 0 &&
+           (S_ISREG(st.st_mode) || S_ISLNK(st.st_mode));
 }
 
 }  // namespace
@@ -129,6 +132,8 @@ int main(int argc, char **argv) {
         appliance.emplace(nashal::sim::Appliance::open(root));
         if (!appliance->activate())
             return failure("can't enter the virtual appliance in " + root);
+        // A blink started here outlives this call: it must toggle in real time, not spin.
+        nashal::sim::clock_pace_background(true);
     }
     Output out(json);
     Context ctx{std::vector<std::string>(argv + i, argv + argc), out};

@@ -1,0 +1,174 @@
+// smart, smart-test, standby, power-mode: a disk's health and power as the disk itself answers
+// now (these wake a sleeping disk; the management pages read the SMART cache instead). A disk is
+// named by its enclosure id and slot, as the registry knows it, or by its generic node
+// /dev/sgN, which reaches a SATA disk that no registry lists yet.
+#include <string>
+#include <vector>
+
+#include "halctl.h"
+#include "nashal/pd_smart.h"
+
+namespace {
+
+using halctl::Output;
+
+// Where a command goes: the registry's (enc_id, port_id), or a node straight to the ATA backend.
+struct Disk {
+    bool by_node = false;
+    std::string node;  // "sg3"
+    int enc_id = 0;
+    int port_id = 0;
+    std::string label() const {
+        return by_node ? "/dev/" + node
+                       : "enclosure " + std::to_string(enc_id) + " slot " + std::to_string(port_id);
+    }
+};
+
+// Parses "ENC_ID PORT" or "/dev/sgN" from the front of args; the number of args taken, or 0.
+size_t parse_disk(const std::vector<std::string> &args, Disk &disk) {
+    if (!args.empty() && args[0].rfind("/dev/sg", 0) == 0 && args[0].size() > 7 &&
+        args[0].find_first_not_of("0123456789", 7) == std::string::npos) {
+        disk.by_node = true;
+        disk.node = args[0].substr(5);
+        return 1;
+    }
+    long long enc = 0, port = 0;
+    if (args.size() >= 2 && halctl::parse_int(args[0], enc) && halctl::parse_int(args[1], port) &&
+        enc >= 0 && port >= 0 && enc < 65536 && port < 65536) {
+        disk.enc_id = static_cast<int>(enc);
+        disk.port_id = static_cast<int>(port);
+        return 2;
+    }
+    return 0;
+}
+
+const char *verdict_text(int status) {
+    switch (status) {
+        case ATA_SMART_STATUS_GOOD:
+            return "good";
+        case ATA_SMART_STATUS_THRESHOLD_EXCEEDED:
+            return "threshold exceeded";
+        default:
+            return "unknown";
+    }
+}
+
+std::string hex_flags(unsigned flags) {
+    char buf[8];
+    snprintf(buf, sizeof buf, "0x%04x", flags);
+    return buf;
+}
+
+void print_json(const Disk &disk, int verdict, int test_status, int percent, int short_min,
+                int ext_min, const SMART_ATTR *a, int count) {
+    std::string s =
+        "{\"disk\": \"" + halctl::json_escape(disk.label()) + "\", \"verdict\": \"" +
+        verdict_text(verdict) + "\", \"self_test_status\": " + std::to_string(test_status) +
+        ", \"self_test_percent\": " + std::to_string(percent) +
+        ", \"short_test_minutes\": " + std::to_string(short_min) +
+        ", \"extended_test_minutes\": " + std::to_string(ext_min) + ", \"attributes\": [";
+    for (int i = 0; i < count; ++i) {
+        s += i ? ",\n {" : "{";
+        s += "\"id\": " + std::to_string(a[i].id) + ", \"name\": \"" +
+             halctl::json_escape(a[i].name) + "\", \"flags\": " + std::to_string(a[i].status_flag) +
+             ", \"value\": " + std::to_string(a[i].value) +
+             ", \"worst\": " + std::to_string(a[i].worst) +
+             ", \"threshold\": " + std::to_string(a[i].thresh) +
+             ", \"raw\": " + std::to_string(a[i].raw) + "}";
+    }
+    s += "]}";
+    printf("%s\n", s.c_str());
+}
+
+}  // namespace
+
+HALCTL_COMMAND(cmd_smart, "smart", "ENC_ID PORT | /dev/sgN",
+               "read a SATA disk's SMART attributes, thresholds, verdict and self-test state "
+               "from the disk") {
+    Disk disk;
+    if (parse_disk(ctx.args, disk) != ctx.args.size() || ctx.args.empty())
+        return halctl::usage_error(ctx, "smart takes an enclosure id and slot, or /dev/sgN");
+    SMART_ATTR attrs[SMART_ATTR_MAX] = {};
+    int verdict = -1, test_status = -1, percent = -1, short_min = -1, ext_min = -1;
+    int count =
+        disk.by_node
+            ? pd_sys_get_ata_smart("", disk.node.c_str(), &verdict, attrs, SMART_ATTR_MAX,
+                                   &test_status, &percent, &short_min, &ext_min)
+            : PD_SMART_Get_ATA_Info(disk.enc_id, disk.port_id, &verdict, attrs, SMART_ATTR_MAX,
+                                    &test_status, &percent, &short_min, &ext_min);
+    if (count < 0)
+        return halctl::failure("no SMART data from " + disk.label() +
+                               " (not a SATA disk, no SMART, or no answer; see the trace log)");
+    if (ctx.out.json()) {
+        print_json(disk, verdict, test_status, percent, short_min, ext_min, attrs, count);
+        return halctl::kOk;
+    }
+    ctx.out.record({Output::text("disk", disk.label()),
+                    Output::text("verdict", verdict_text(verdict)),
+                    Output::number("self_test_status", test_status),
+                    Output::number("self_test_percent", percent),
+                    Output::number("short_test_minutes", short_min),
+                    Output::number("extended_test_minutes", ext_min)});
+    std::vector<Output::Record> rows;
+    for (int i = 0; i < count; ++i)
+        rows.push_back({Output::number("id", attrs[i].id), Output::text("name", attrs[i].name),
+                        Output::text("flags", hex_flags(attrs[i].status_flag)),
+                        Output::number("value", attrs[i].value),
+                        Output::number("worst", attrs[i].worst),
+                        Output::number("threshold", attrs[i].thresh),
+                        Output::text("raw", std::to_string(attrs[i].raw))});
+    ctx.out.table(rows);
+    return halctl::kOk;
+}
+
+HALCTL_COMMAND(cmd_smart_test, "smart-test", "ENC_ID PORT | /dev/sgN  short|long|abort",
+               "start a short or extended self test on a disk, or abort the running one") {
+    Disk disk;
+    size_t used = parse_disk(ctx.args, disk);
+    if (used == 0 || ctx.args.size() != used + 1)
+        return halctl::usage_error(ctx, "smart-test takes a disk and short, long or abort");
+    const std::string &what = ctx.args[used];
+    int mode = what == "short"   ? PD_SELF_TEST_SHORT
+               : what == "long"  ? PD_SELF_TEST_EXTENDED
+               : what == "abort" ? PD_SELF_TEST_ABORT
+                                 : -1;
+    if (mode < 0)
+        return halctl::usage_error(ctx, "the test is short, long or abort, not " + what);
+    int rc = disk.by_node ? pd_sys_set_ata_self_test("", disk.node.c_str(), mode)
+                          : PD_Set_Self_Test_Mode(disk.enc_id, disk.port_id, mode);
+    if (rc != 0)
+        return halctl::failure("the self test request to " + disk.label() + " failed");
+    ctx.out.message(what == "abort" ? "self test aborted on " + disk.label()
+                                    : what + " self test started on " + disk.label());
+    return halctl::kOk;
+}
+
+HALCTL_COMMAND(cmd_standby, "standby", "ENC_ID PORT | /dev/sgN",
+               "put a disk into standby (spun down) now") {
+    Disk disk;
+    if (ctx.args.empty() || parse_disk(ctx.args, disk) != ctx.args.size())
+        return halctl::usage_error(ctx, "standby takes an enclosure id and slot, or /dev/sgN");
+    int rc = disk.by_node ? pd_sys_set_ata_standby("", disk.node.c_str())
+                          : PD_Set_Power_Standby(disk.enc_id, disk.port_id);
+    if (rc != 0)
+        return halctl::failure("standby of " + disk.label() + " failed");
+    ctx.out.message(disk.label() + " is going to standby");
+    return halctl::kOk;
+}
+
+HALCTL_COMMAND(
+    cmd_power_mode, "power-mode", "ENC_ID PORT | /dev/sgN",
+    "tell whether a disk is spinning (active or idle) or in standby, without waking it") {
+    Disk disk;
+    if (ctx.args.empty() || parse_disk(ctx.args, disk) != ctx.args.size())
+        return halctl::usage_error(ctx, "power-mode takes an enclosure id and slot, or /dev/sgN");
+    int power = -1;
+    int rc = disk.by_node ? pd_sys_get_ata_power("", disk.node.c_str(), &power)
+                          : PD_Get_Power_Status(disk.enc_id, disk.port_id, &power);
+    if (rc != 0)
+        return halctl::failure("the power mode of " + disk.label() + " is unknown");
+    ctx.out.record({Output::text("disk", disk.label()),
+                    Output::text("power_mode", power ? "active or idle" : "standby"),
+                    Output::number("awake", power)});
+    return halctl::kOk;
+}
