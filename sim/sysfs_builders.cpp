@@ -267,6 +267,8 @@ ScsiDevice SysfsTree::scsi_device(const std::string &parent, const ScsiAddress &
     std::string sdev_cls = d.device + "/scsi_device/" + hctl;
     link(d.device, sdev_cls + "/device");
     link(sdev_cls, "/sys/class/scsi_device/" + hctl);
+    // The bus view, where lsscsi and udev look for SCSI devices.
+    link(d.device, "/sys/bus/scsi/devices/" + hctl);
     if (desc.sg >= 0) {
         std::string sg = fmt("sg%d", desc.sg);
         d.generic = d.device + "/scsi_generic/" + sg;

@@ -69,6 +69,20 @@ int get_usb_expander_port(const char *bus_name, const char *pd_sys_id, int type_
 int enumerate_pd_in_sas_expander(const char *enc_sys_id, char **list, int list_size);
 int enumerate_pd_in_thunderbolt_expander(const char *enc_sys_id, char **list, int list_size);
 
+/* The disks on the ports of one SAS expander ("expander-2:1"), its enclosure services device
+ * left out. Returns the number found, which may exceed room. */
+int lookup_disk_in_sas_enclosure(const char *expander_name, char **list, int room);
+
+/* The bay of a disk in a SAS enclosure: its SAS address (8 bytes) looked up in the enclosure's
+ * Additional Element Status page. 0 when the page was read, with port_id set if the address is
+ * there (left as it was otherwise); -1 on failure. */
+int get_port_in_sas_enclosure(const char *enclosure_sys_id, const unsigned char *sas_address,
+                              PD_INFO *pd_info);
+
+/* The target device's 8-byte address from VPD page 0x83 of pd_ctrl_name (a whole node path)
+ * into wwn_out. 0 when the page was read, found or not; -1 on failure. */
+int get_sas_target_device_address(const char *pd_ctrl_name, unsigned char *wwn_out);
+
 /* One slot: 0 and "sg%d" in sys_id_out (at least 32 bytes) when a disk sits there, else -1.
  * bridge_bus may be null; pci_switch_port -1 means no switch. */
 int lookup_disk_in_root(int dev_domain, const char *dev_bus, const char *bridge_bus, int dev_port,

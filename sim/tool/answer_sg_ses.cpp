@@ -1,8 +1,11 @@
-// Stand-in for /sbin/sg_ses, answering from /sim/ses/<node> (format in
-// docs/virtual-appliance.md). Page 1 and page 2 are built from the description; a control page
-// sent with -c changes the described status of the selected elements, so a later read sees it.
+// Stand-ins for /sbin/sg_ses and /sbin/sg_senddiag, answering from /sim/ses/<node> (format in
+// docs/virtual-appliance.md). Page 1 and page 2 and the enclosure firmware's vendor pages (0x0f
+// nickname, 0x81 connectors, 0x82 SAS address) are built from the description; a control page
+// sent with -c changes the described status of the selected elements, and the vendor commands
+// sent with sg_senddiag change the nickname and the address, so a later read sees it.
 #include <cstdio>
 #include <cstdlib>
+#include <algorithm>
 #include <cstring>
 #include <map>
 #include <sstream>
@@ -23,7 +26,15 @@ struct SesDescription {
     std::map<std::pair<int, int>, std::vector<int>> status;  // (type, index) -> 4 bytes
     std::string vendor = "VIRTUAL";
     std::string product = "SES ENCLOSURE";
+    std::string revision = "0001";
+    unsigned long long logical_id = 0x5000000000000001ull;
     unsigned generation = 0;
+    std::string sas_address;                      // 16 hexadecimal digits; page 0x82
+    std::string nickname;                         // page 0x0f; empty: none set
+    std::vector<std::pair<int, int>> connectors;  // page 0x81: element number, status byte
+    std::vector<std::pair<int, unsigned long long>> devices;  // page 0x0a: element index, address
+    unsigned heartbeats = 0;
+    unsigned reboots = 0;
 };
 
 std::string desc_path(const std::string &node) {
@@ -53,12 +64,32 @@ bool load(const std::string &node, SesDescription &d) {
                 bytes.push_back(std::stoi(b, nullptr, 16) & 0xff);
             bytes.resize(4, 0);
             d.status[{std::stoi(t, nullptr, 0), std::stoi(i, nullptr, 0)}] = bytes;
-        } else if (key == "vendor" || key == "product") {
+        } else if (key == "vendor" || key == "product" || key == "nickname") {
             std::string rest;
             std::getline(words >> std::ws, rest);
-            (key == "vendor" ? d.vendor : d.product) = rest;
+            (key == "vendor" ? d.vendor : key == "product" ? d.product : d.nickname) = rest;
+        } else if (key == "revision") {
+            words >> d.revision;
+        } else if (key == "logical_id") {
+            std::string v;
+            words >> v;
+            d.logical_id = std::stoull(v, nullptr, 16);
+        } else if (key == "sas_address") {
+            words >> d.sas_address;
+        } else if (key == "connector") {
+            std::string e, st;
+            words >> e >> st;
+            d.connectors.emplace_back(std::stoi(e, nullptr, 0), std::stoi(st, nullptr, 16));
+        } else if (key == "device_address") {
+            std::string e, a;
+            words >> e >> a;
+            d.devices.emplace_back(std::stoi(e, nullptr, 0), std::stoull(a, nullptr, 16));
         } else if (key == "generation") {
             words >> d.generation;
+        } else if (key == "heartbeats") {
+            words >> d.heartbeats;
+        } else if (key == "reboots") {
+            words >> d.reboots;
         }
     }
     return true;
@@ -66,9 +97,26 @@ bool load(const std::string &node, SesDescription &d) {
 
 void save(const std::string &node, const SesDescription &d) {
     std::ostringstream out;
-    out << "# rewritten by sg_ses -c\n";
-    out << "vendor " << d.vendor << "\nproduct " << d.product << "\ngeneration " << d.generation
-        << "\n";
+    out << "# rewritten by the stand-ins\n";
+    out << "vendor " << d.vendor << "\nproduct " << d.product << "\nrevision " << d.revision
+        << "\ngeneration " << d.generation << "\n";
+    char id[40];
+    snprintf(id, sizeof id, "logical_id %016llx\n", d.logical_id);
+    out << id;
+    if (!d.sas_address.empty())
+        out << "sas_address " << d.sas_address << "\n";
+    if (!d.nickname.empty())
+        out << "nickname " << d.nickname << "\n";
+    for (auto &c : d.connectors) {
+        snprintf(id, sizeof id, "connector %d %02x\n", c.first, c.second);
+        out << id;
+    }
+    for (auto &dev : d.devices) {
+        char line[64];
+        snprintf(line, sizeof line, "device_address %d %016llx\n", dev.first, dev.second);
+        out << line;
+    }
+    out << "heartbeats " << d.heartbeats << "\nreboots " << d.reboots << "\n";
     for (auto &t : d.types)
         out << "type 0x" << std::hex << t.first << std::dec << " " << t.second << "\n";
     char line[64];
@@ -101,10 +149,10 @@ std::string config_page(const SesDescription &d) {
     enc.processes = 0x11;
     enc.type_count = static_cast<uint8_t>(d.types.size());
     enc.length = static_cast<uint8_t>(sizeof enc - kSesEncDescHeaderLen);
-    nashal::store_be64(enc.logical_id_be, 0x5000000000000001ull);
+    nashal::store_be64(enc.logical_id_be, d.logical_id);
     put_text(enc.vendor, d.vendor);
     put_text(enc.product, d.product);
-    put_text(enc.revision, "0001");
+    put_text(enc.revision, d.revision);
     std::string body = bytes_of(enc);
     for (auto &t : d.types) {
         SesTypeHeader h{};
@@ -125,6 +173,65 @@ std::string status_page(const SesDescription &d) {
         }
     }
     return finish_page(0x02, d.generation, body);
+}
+
+// The vendor pages: a 4-byte header with the length of the rest, then the page's own bytes.
+std::string vendor_page(uint8_t code, const std::string &body) {
+    VendorPageHeader h{};
+    h.page_code = code;
+    nashal::store_be16(h.length_be, static_cast<uint16_t>(body.size()));
+    return bytes_of(h) + body;
+}
+
+std::string nickname_page(const SesDescription &d) {
+    // Byte 6 (the second of the body) is zero when a name is set; the name from byte 12.
+    std::string body(kNicknameReceiveName + kNicknameMaxLen - kVendorPageHeaderLen, '\0');
+    body[kNicknameReceiveFlag - kVendorPageHeaderLen] = d.nickname.empty() ? 1 : 0;
+    body.replace(kNicknameReceiveName - kVendorPageHeaderLen,
+                 std::min(d.nickname.size(), kNicknameMaxLen),
+                 d.nickname.substr(0, kNicknameMaxLen));
+    return vendor_page(kVendorNicknamePage, body);
+}
+
+std::string connector_page(const SesDescription &d) {
+    std::string body;
+    for (auto &c : d.connectors) {
+        ConnectorRecord r{};
+        r.element_type = kSesTypeSasConnector;
+        r.element_number = static_cast<uint8_t>(c.first);
+        nashal::store_be16(r.length_be, sizeof r - kConnectorRecordHeaderLen);
+        r.status = static_cast<uint8_t>(c.second);
+        body += bytes_of(r);
+    }
+    return vendor_page(kVendorConnectorPage, body);
+}
+
+std::string sas_address_page(const SesDescription &d) {
+    uint8_t address[kSasAddressLen] = {};
+    nashal::store_be64(address,
+                       d.sas_address.empty() ? 0 : std::stoull(d.sas_address, nullptr, 16));
+    return vendor_page(kVendorSasAddressPage,
+                       std::string(reinterpret_cast<const char *>(address), sizeof address));
+}
+
+// Additional Element Status: one SAS descriptor with EIP per described device, one phy.
+std::string additional_status_page(const SesDescription &d) {
+    std::string body;
+    for (auto &dev : d.devices) {
+        AesDescriptorHeader h{};
+        h.flags = kAesEip | kAesProtocolSas;
+        h.length = static_cast<uint8_t>(sizeof h + sizeof(AesSasHeader) +
+                                        sizeof(AesSasPhyDescriptor) - kAesLengthBias);
+        h.element_index = static_cast<uint8_t>(dev.first);
+        AesSasHeader sas{};
+        sas.phy_count = 1;
+        AesSasPhyDescriptor phy{};
+        phy.device_type = 0x10;   // end device
+        phy.target_flags = 0x08;  // SSP target
+        nashal::store_be64(phy.sas_address_be, dev.second);
+        body += bytes_of(h) + bytes_of(sas) + bytes_of(phy);
+    }
+    return finish_page(kSesAdditionalStatusPage, d.generation, body);
 }
 
 // sg_ses --raw (-r once): hexadecimal bytes as sg3_utils' hex dump without address or ASCII
@@ -216,6 +323,14 @@ int answer_sg_ses(const std::vector<std::string> &args) {
         bytes = config_page(d);
     else if (page == 2)
         bytes = status_page(d);
+    else if (page == kSesAdditionalStatusPage)
+        bytes = additional_status_page(d);
+    else if (page == kVendorNicknamePage)
+        bytes = nickname_page(d);
+    else if (page == kVendorConnectorPage && !d.connectors.empty())
+        bytes = connector_page(d);
+    else if (page == kVendorSasAddressPage && !d.sas_address.empty())
+        bytes = sas_address_page(d);
     else {
         fprintf(stderr, "sg_ses: page not described\n");
         return 1;
@@ -224,6 +339,63 @@ int answer_sg_ses(const std::vector<std::string> &args) {
     return 0;
 }
 
+// sg_senddiag -p -r H,H,... /dev/sgN: the raw bytes of one diagnostic page. Page 0x80 counts
+// heartbeats and reboots and sets the SAS address; page 0x0f sets the nickname.
+int answer_sg_senddiag(const std::vector<std::string> &args) {
+    std::string data;
+    std::string device;
+    for (size_t i = 0; i < args.size(); ++i) {
+        if (args[i] == "-r" && i + 1 < args.size())
+            data = args[++i];
+        else if (args[i].rfind("--raw=", 0) == 0)
+            data = args[i].substr(6);
+        else if (!args[i].empty() && args[i][0] != '-')
+            device = args[i];
+    }
+    std::string node = device.substr(device.rfind('/') + 1);
+    SesDescription d;
+    if (node.empty() || data.empty() || !load(node, d))
+        return nashal::sim::tool::scripted_answer("sg_senddiag", args);
+    std::vector<uint8_t> bytes;
+    std::istringstream in(data);
+    std::string b;
+    while (std::getline(in, b, ','))
+        bytes.push_back(static_cast<uint8_t>(std::stoi(b, nullptr, 16)));
+    if (bytes.size() < kVendorPageHeaderLen ||
+        nashal::load_be16(bytes.data() + kVendorPageLengthOffset) + kVendorPageHeaderLen !=
+            bytes.size()) {
+        fprintf(stderr, "sg_senddiag: page length disagrees with the bytes given\n");
+        return 1;
+    }
+    if (bytes[0] == kVendorCommandPage && bytes.size() >= sizeof(VendorCommandPage)) {
+        const uint8_t sub = bytes[offsetof(VendorCommandPage, subcommand)];
+        if (sub == kVendorHeartbeat) {
+            ++d.heartbeats;
+        } else if (sub == kVendorReboot) {
+            ++d.reboots;
+        } else if (sub == kVendorSetSasAddress &&
+                   bytes.size() == sizeof(VendorCommandPage) + kSasAddressLen) {
+            char hex[17];
+            snprintf(hex, sizeof hex, "%016llx",
+                     static_cast<unsigned long long>(
+                         nashal::load_be64(bytes.data() + sizeof(VendorCommandPage))));
+            d.sas_address = hex;
+        } else {
+            fprintf(stderr, "sg_senddiag: unknown sub-command\n");
+            return 1;
+        }
+    } else if (bytes[0] == kVendorNicknamePage && bytes.size() == kNicknameSendLen) {
+        const char *name = reinterpret_cast<const char *>(bytes.data() + kNicknameSendName);
+        d.nickname.assign(name, strnlen(name, kNicknameMaxLen));
+    } else {
+        fprintf(stderr, "sg_senddiag: page not described\n");
+        return 1;
+    }
+    save(node, d);
+    return 0;
+}
+
 }  // namespace
 
 NASHAL_STAND_IN("sg_ses", answer_sg_ses);
+NASHAL_STAND_IN("sg_senddiag", answer_sg_senddiag);

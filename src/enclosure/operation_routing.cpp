@@ -1,12 +1,18 @@
 // The routing of every other backend operation: each tests the enc_sys_id against the kinds in
 // its own fixed order, and the first kind that matches serves the call. Kinds that are built by
 // other modules reach them through not_built_yet until they land.
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 #include "enclosure/enclosure_kinds.h"
 #include "enclosure/pending_kinds.h"
 #include "enclosure/pending_panel_drivers.h"
 #include "enclosure/root_panel.h"
+#include "enclosure/sas_expander.h"
+#include "foundation/shell_command.h"
+#include "nashal/comm_path.h"
 #include "nashal/hal_trace.h"
 #include "nashal/se_sys.h"
 #include "os/os_seam.h"
@@ -85,8 +91,6 @@ constexpr Served kLocateLed[] = {{Kind::Root, "root locate LED"},
                                  {Kind::UsbOther, "USB expander locate LED"},
                                  {Kind::Sas, "SAS expander locate LED"},
                                  {Kind::Thunderbolt, "Thunderbolt locate LED"}};
-constexpr Served kSasAddress[] = {{Kind::Root, "internal SAS address"},
-                                  {Kind::Sas, "SAS expander address"}};
 
 // A fan, or with -1 every fan of "MAX_FAN_NUM" of the model file (a Thunderbolt enclosure's count
 // too); each fan is tried, and the result is the last one's.
@@ -113,6 +117,8 @@ extern "C" int se_sys_get_temp(const char *id, int temp_index, double *temperatu
         return usb_expander_get_temperature(id, temp_index, temperature);
     if (kind == Kind::Root)
         return root_get_temp(temp_index, temperature);
+    if (kind == Kind::Sas)
+        return sas_expander_get_temperature(id, temp_index, temperature);
     if (const char *what = served_by(kind, kSensors))
         return not_built_yet(__func__, id, what);
     return NOT_IMPLEMENTED(id);
@@ -136,6 +142,8 @@ extern "C" int se_sys_get_fan_speed(const char *id, int fan_index, int *speed, i
         return root_get_fan_speed(fan_index, speed, status);
     if (kind == Kind::Thunderbolt)
         return thunderbolt_get_fan_speed(id, fan_index, speed, status);
+    if (kind == Kind::Sas)
+        return sas_expander_get_fan_speed(id, fan_index, speed, status);
     if (const char *what = served_by(kind, kFans))
         return not_built_yet(__func__, id, what);
     return NOT_IMPLEMENTED(id);
@@ -153,6 +161,9 @@ extern "C" int se_sys_set_fan_speed(const char *id, int fan_index, int level) {
     if (kind == Kind::Thunderbolt)
         return each_fan(fan_index,
                         [&](int fan) { return thunderbolt_set_fan_speed(id, fan, level); });
+    // An expansion enclosure's fans share one speed: the overall cooling element sets them all.
+    if (kind == Kind::Sas)
+        return sas_expander_set_fan_speed(id, level);
     if (const char *what = served_by(kind, kFans))
         return not_built_yet(__func__, id, what);
     ERR_TRACE(HAL_TRACE_INFO, "%s(%d):NOT implement\n", __func__, __LINE__);
@@ -201,6 +212,8 @@ extern "C" int se_sys_set_ident_led(const char *id, int enable) {
         return root_set_ident_led(id, enable);
     if (is_usb(kind))
         return se_sys_set_pd_ident_led(id, -1, enable, 0);
+    if (kind == Kind::Sas)
+        return sas_expander_set_ident_led(id, enable);
     if (const char *what = served_by(kind, kLocateLed))
         return not_built_yet(__func__, id, what);
     ERR_TRACE(HAL_TRACE_INFO, "%s(%d): NOT implement.\n", __func__, __LINE__);
@@ -223,7 +236,7 @@ extern "C" int se_sys_set_7_segment_led(const char *id, int value) {
         case Kind::Sas:
             if (value < 0 || value > 99)
                 return -1;
-            return not_built_yet(__func__, id, "SAS expander display");
+            return sas_expander_set_7_segment_led(id, value);
         case Kind::Thunderbolt:
             if (value < 0 || value > 9)
                 return -1;
@@ -243,7 +256,7 @@ extern "C" int se_sys_get_power_supply_status(const char *id, int index, int *st
     if (is_usb(kind))
         return usb_expander_get_power_supply_status(id, index, status);
     // Anything else is taken to be a SAS enclosure, without asking.
-    return not_built_yet(__func__, id, "SAS expander power supplies");
+    return sas_expander_get_power_supply_status(id, index, status);
 }
 
 extern "C" int se_sys_get_board_sn(const char *id, char *buffer, int size) {
@@ -253,7 +266,7 @@ extern "C" int se_sys_get_board_sn(const char *id, char *buffer, int size) {
         case Kind::UsbExpander:
             return usb_expander_get_sn(id, buffer, size);
         case Kind::Sas:
-            return not_built_yet(__func__, id, "SAS expander serial number");
+            return sas_expander_get_sn(id, buffer, size);
         default:
             return NOT_IMPLEMENTED(id);
     }
@@ -270,36 +283,79 @@ extern "C" int se_sys_set_board_sn(const char *id, const char *serial) {
     }
 }
 
+namespace {
+
+bool has_internal_sas(const char *who) {
+    if (nashal::topology::root_capability() & CAP_INTERNAL_SAS)
+        return true;
+    ERR_TRACE(HAL_TRACE_WARN, "%s(%d): NAS not support this feature\n", who, __LINE__);
+    return false;
+}
+
+}  // namespace
+
 extern "C" int se_sys_get_sas_addr(const char *id, char *buffer, int size) {
-    (void)buffer;
-    (void)size;
-    if (const char *what = served_by(classify(id), kSasAddress))
-        return not_built_yet(__func__, id, what);
-    return NOT_IMPLEMENTED(id);
+    switch (classify(id)) {
+        case Kind::Root: {
+            if (!has_internal_sas(__func__) || !buffer || size <= 0)
+                return -1;
+            char command[HAL_CMD_LEN];
+            if (nashal::hal_build_command(__func__, command, sizeof command,
+                                          "%s --show_board_WWN slot=0", "/sbin/lsiutil") < 0)
+                return -1;
+            int n = comm_sys_read_from_popen(command, buffer, size);
+            if (n <= 0)
+                return -1;
+            if (buffer[n - 1] == '\n')
+                buffer[n - 1] = '\0';
+            return 0;
+        }
+        case Kind::Sas:
+            return sas_expander_get_sas_addr(id, buffer, size);
+        default:
+            return NOT_IMPLEMENTED(id);
+    }
 }
 
 extern "C" int se_sys_set_sas_addr(const char *id, const char *address) {
-    (void)address;
-    if (const char *what = served_by(classify(id), kSasAddress))
-        return not_built_yet(__func__, id, what);
-    return NOT_IMPLEMENTED(id);
+    Kind kind = classify(id);
+    if (kind != Kind::Root && kind != Kind::Sas)
+        return NOT_IMPLEMENTED(id);
+    if (!address || strlen(address) != 16) {
+        ERR_TRACE(HAL_TRACE_ERROR, "%s(%d): Error:sas_addr_len = %d != 16\n", __func__, __LINE__,
+                  address ? static_cast<int>(strlen(address)) : 0);
+        return -1;
+    }
+    // Only hexadecimal digits go into the command: anything else is no address, and would
+    // otherwise reach the shell.
+    if (!is_sas_address_text(address)) {
+        ERR_TRACE(HAL_TRACE_ERROR, "%s(%d): Error:sas_addr = %s is not hexadecimal\n", __func__,
+                  __LINE__, address);
+        return -1;
+    }
+    if (kind == Kind::Sas)
+        return sas_expander_set_sas_addr(id, address);
+    if (!has_internal_sas(__func__))
+        return -1;
+    char command[HAL_CMD_LEN];
+    if (nashal::hal_build_command(__func__, command, sizeof command,
+                                  "%s --set_board_WWN slot=0,WWN=%s", "/sbin/lsiutil", address) < 0)
+        return -1;
+    return send_with_retries(__func__, id, "sas addr", command);
 }
 
 namespace {
 
-// Operations that only a SAS expander has; anything else gets `other`.
-int sas_only(const char *who, const char *id, const char *what, int other) {
-    if (classify(id) != Kind::Sas)
-        return other;
-    return not_built_yet(who, id, what);
+bool is_sas_kind(const char *id) {
+    return classify(id) == Kind::Sas;
 }
 
 }  // namespace
 
 extern "C" int se_sys_get_nickname(const char *id, char *buffer, int size) {
-    (void)buffer;
-    (void)size;
-    return sas_only(__func__, id, "SAS expander nickname", -1);
+    if (!is_sas_kind(id))
+        return -1;
+    return sas_expander_get_nickname(id, buffer, size);
 }
 
 extern "C" int se_sys_set_nickname(const char *id, const char *name) {
@@ -307,30 +363,37 @@ extern "C" int se_sys_set_nickname(const char *id, const char *name) {
         return -1;
     if (classify(id) != Kind::Sas)
         return NOT_IMPLEMENTED(id);
-    return not_built_yet(__func__, id, "SAS expander nickname");
+    return sas_expander_set_nickname(id, name);
 }
 
 extern "C" int se_sys_get_connector_status(const char *id, uint32_t *status, int max) {
-    (void)status;
-    (void)max;
     if (classify(id) != Kind::Sas)
         return NOT_IMPLEMENTED(id);
-    return not_built_yet(__func__, id, "SAS expander connectors");
+    return sas_expander_get_connector_status(id, status, max);
 }
 
 extern "C" int se_sys_set_heartbeat(const char *id) {
-    return sas_only(__func__, id, "SAS expander heartbeat", -1);
+    return is_sas_kind(id) ? sas_expander_heartbeat(id) : -1;
 }
 
 extern "C" int se_sys_set_reboot(const char *id) {
-    return sas_only(__func__, id, "SAS expander reboot", -1);
+    return is_sas_kind(id) ? sas_expander_reboot(id) : -1;
 }
 
 extern "C" int se_sys_get_phy_link_state(const char *id, int direction, int *link_num, int *speed) {
-    (void)direction;
-    (void)link_num;
-    (void)speed;
-    return sas_only(__func__, id, "SAS expander link state", -1);
+    if (!is_sas_kind(id))
+        return -1;
+    char sg_name[HAL_ID_LEN] = {};
+    char path[512] = {};
+    char *expander = nullptr;
+    if (comm_sys_get_sg_name(id, sg_name) < 0 ||
+        comm_sys_get_sg_path_info(sg_name, path, sizeof path) < 0 ||
+        comm_sys_get_sas_bus(path, nullptr, &expander) < 0 || !expander) {
+        ERR_TRACE(HAL_TRACE_ERROR, "%s(%d):System Error\n", __func__, __LINE__);
+        return -1;
+    }
+    const char *dash = strchr(expander, '-');
+    return sas_expander_get_link_state(direction, expander, dash ? dash + 1 : "", link_num, speed);
 }
 
 extern "C" int se_sys_get_LCM_devname(const char *id, char *buffer, int size) {

@@ -20,18 +20,9 @@ int not_built_yet(const char *who, const char *enc_sys_id, const char *branch) {
 
 using nashal::enclosure::not_built_yet;
 
-extern "C" int sas_expander_enumerate(char **, unsigned int) {
-    ERR_TRACE(HAL_TRACE_DETAIL, "%s: SAS expansion enclosures are not looked for\n", __func__);
-    return 0;
-}
-
 extern "C" int thunderbolt_expander_enumerate(char **, unsigned int) {
     ERR_TRACE(HAL_TRACE_DETAIL, "%s: Thunderbolt enclosures are not looked for\n", __func__);
     return 0;
-}
-
-extern "C" int sas_expander_getinfo(const char *enc_sys_id, ENC_INFO *) {
-    return not_built_yet(__func__, enc_sys_id, "SAS expander reader");
 }
 
 extern "C" int thunderbolt_expander_getinfo(const char *enc_sys_id, ENC_INFO *) {

@@ -1,18 +1,17 @@
 // Kinds of enclosure and board routes that the backend dispatches to but that are built
-// elsewhere (SAS and Thunderbolt expanders, board serial numbers). Each
+// elsewhere (Thunderbolt expanders, board serial numbers). Each
 // stand-in in pending_kinds.cpp finds nothing or fails with -1 and a trace; the change that builds
 // a kind replaces its functions here.
 #ifndef NASHAL_ENCLOSURE_PENDING_KINDS_H
 #define NASHAL_ENCLOSURE_PENDING_KINDS_H
 
+#include "enclosure/sas_expander.h"
 #include "nashal/hal_types.h"
 #include "nashal/se_sys.h"
 
 extern "C" {
-int sas_expander_enumerate(char **enc_sys_ids, unsigned int max_count);
 int thunderbolt_expander_enumerate(char **enc_sys_ids, unsigned int max_count);
 
-int sas_expander_getinfo(const char *enc_sys_id, ENC_INFO *info);
 int thunderbolt_expander_getinfo(const char *enc_sys_id, ENC_INFO *info);
 
 int root_get_board_sn(char *buffer, int size);

@@ -23,7 +23,8 @@ class HalctlFoundation : public ::testing::Test {
 
 TEST_F(HalctlFoundation, DebugWritesTheLineEveryProcessReadsAndTraceFollowsIt) {
     EXPECT_EQ(halctl("--json debug").out,
-              "{\"configuration\": \"none\", \"mask\": \"0xb (default)\", \"output\": "
+              "{\"schema\": \"nashal.halctl/1\", \"configuration\": \"none\", \"mask\": \"0xb "
+              "(default)\", \"output\": "
               "\"/var/log/hal_lib.log\", \"log size\": -1, \"rotated copy size\": -1}\n");
     ASSERT_EQ(halctl("debug 0x1f").status, 0);
     EXPECT_EQ(read_file(dir_ + "/var/log/hal_lib.log.conf"), "1f:/var/log/hal_lib.log\n");
@@ -46,15 +47,15 @@ TEST_F(HalctlFoundation, ConfReadsAndMendsAStoreFile) {
     ASSERT_EQ(halctl("conf set /etc/hal.conf Index enc_bitmap 0x5").status, 0);
     ASSERT_EQ(halctl("conf set /etc/enclosure_upgrade.info - enc_bitmap 0x2").status, 0);
     EXPECT_EQ(halctl("--json conf get /etc/hal.conf Enclosure_0 enc_sys_id").out,
-              "{\"value\": \"root\"}\n");
+              "{\"schema\": \"nashal.halctl/1\", \"value\": \"root\"}\n");
     EXPECT_EQ(halctl("--json conf get /etc/enclosure_upgrade.info - enc_bitmap").out,
-              "{\"value\": \"0x2\"}\n");
+              "{\"schema\": \"nashal.halctl/1\", \"value\": \"0x2\"}\n");
     EXPECT_EQ(halctl("--json conf bits /etc/hal.conf Index enc_bitmap").out,
-              "[{\"bit\": 0},\n {\"bit\": 2}]\n");
+              "{\"schema\": \"nashal.halctl/1\", \"items\": [{\"bit\": 0},\n  {\"bit\": 2}]}\n");
     EXPECT_EQ(halctl("--json conf next-free /etc/hal.conf Index enc_bitmap 0 mark").out,
-              "{\"bit\": 1}\n");
+              "{\"schema\": \"nashal.halctl/1\", \"bit\": 1}\n");
     EXPECT_EQ(halctl("--json conf hex /etc/hal.conf Index enc_bitmap").out,
-              "{\"value\": \"0x7\"}\n");
+              "{\"schema\": \"nashal.halctl/1\", \"value\": \"0x7\"}\n");
     ASSERT_EQ(halctl("conf reset-bit /etc/hal.conf Index enc_bitmap 0").status, 0);
     EXPECT_EQ(halctl("--json conf int /etc/hal.conf Index enc_bitmap").status, 0);
     ASSERT_EQ(halctl("conf remove /etc/hal.conf Enclosure_0").status, 0);

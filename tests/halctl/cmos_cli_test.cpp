@@ -74,9 +74,10 @@ TEST(CmosCli, RecoveryModeIsWrittenInTheFormTheBiosMarkedTheByteWith) {
             << what << ": the BIOS would find the wrong power-loss policy";
         Result shown = board.run("--json cmos recovery");
         ASSERT_EQ(shown.status, 0) << what;
-        EXPECT_EQ(shown.out, "{\"mode\": " + std::to_string(c.mode) +
-                                 ", \"bios initialised\": " + std::to_string(c.initialised) +
-                                 ", \"power byte\": \"" + hex(c.written) + "\"}\n")
+        EXPECT_EQ(shown.out,
+                  "{\"schema\": \"nashal.halctl/1\", \"mode\": " + std::to_string(c.mode) +
+                      ", \"bios initialised\": " + std::to_string(c.initialised) +
+                      ", \"power byte\": \"" + hex(c.written) + "\"}\n")
             << what;
     }
     // Code 1 has no mode in the initialised form: shown as none, not as a number.
@@ -93,7 +94,7 @@ TEST(CmosCli, EupTogglesItsBitAloneAndIsReadBack) {
     EXPECT_EQ(board.byte(kPowerIndex), 0xA1);
     Result on = board.run("--json cmos eup");
     ASSERT_EQ(on.status, 0);
-    EXPECT_EQ(on.out, "{\"eup\": 1, \"power byte\": \"0xa1\"}\n");
+    EXPECT_EQ(on.out, "{\"schema\": \"nashal.halctl/1\", \"eup\": 1, \"power byte\": \"0xa1\"}\n");
 
     ASSERT_EQ(board.run("cmos eup 0").status, 0);
     EXPECT_EQ(board.byte(kPowerIndex), 0x81) << "switching EuP off touched the recovery bits";
@@ -122,7 +123,9 @@ TEST(CmosCli, C2fIsSetWithinWhatTheMemoryAdmitsAndReadBackOnlyWhenValid) {
     board.seed(kC2fIndex, 0xB1);
     Result shown = board.run("--json cmos c2f");
     ASSERT_EQ(shown.status, 0);
-    EXPECT_EQ(shown.out, "{\"enable\": 1, \"size\": 4, \"supported sizes\": \"0x16\"}\n");
+    EXPECT_EQ(shown.out,
+              "{\"schema\": \"nashal.halctl/1\", \"enable\": 1, \"size\": 4, \"supported sizes\": "
+              "\"0x16\"}\n");
 
     board.set_memory_mb(4096);  // sizes 1 and 2 only
     EXPECT_EQ(board.run("cmos c2f 1 4").status, 1) << "4 GB of memory can't reserve size 4";

@@ -47,7 +47,13 @@ TEST(ControllerCli, EventsFollowTheMonitorsFiles) {
     // The start-up values of the seven files, then the board's 38 degrees as reported.
     auto events = board.run("--json controller-events 0 --changes 8");
     EXPECT_EQ(events.status, 0);
-    EXPECT_TRUE(has(events.out, "{\"file\": \"sys_temp\", \"value\": 35}")) << events.out;
-    EXPECT_TRUE(has(events.out, "{\"file\": \"fan2_speed\", \"value\": 0}")) << events.out;
-    EXPECT_TRUE(has(events.out, "{\"file\": \"sys_temp\", \"value\": 38}")) << events.out;
+    EXPECT_TRUE(has(events.out,
+                    "{\"schema\": \"nashal.halctl/1\", \"file\": \"sys_temp\", \"value\": 35}\n"))
+        << events.out;
+    EXPECT_TRUE(has(events.out,
+                    "{\"schema\": \"nashal.halctl/1\", \"file\": \"fan2_speed\", \"value\": 0}\n"))
+        << events.out;
+    EXPECT_TRUE(has(events.out,
+                    "{\"schema\": \"nashal.halctl/1\", \"file\": \"sys_temp\", \"value\": 38}\n"))
+        << events.out;
 }

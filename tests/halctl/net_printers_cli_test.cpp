@@ -39,10 +39,12 @@ TEST(PrinterCli, FirstBootRecordsThePrinterInFrontPortTwo) {
     Board board("x86-8bay");
     ASSERT_EQ(board.run("scan").status, 0);
     EXPECT_EQ(board.run("--json printers").out,
-              "[{\"id\": 2, \"prt_sys_id\": \"lp0\", \"port_id\": 2, \"vendor\": \"Acme Imaging\", "
-              "\"model\": \"Inkline 500\"}]\n");
+              "{\"schema\": \"nashal.halctl/1\", \"items\": [{\"id\": 2, \"prt_sys_id\": \"lp0\", "
+              "\"port_id\": 2, \"vendor\": \"Acme Imaging\", "
+              "\"model\": \"Inkline 500\"}]}\n");
     EXPECT_EQ(board.run("printers detach lp0").status, 0);
-    EXPECT_EQ(board.run("--json printers").out, "[]\n");
+    EXPECT_EQ(board.run("--json printers").out,
+              "{\"schema\": \"nashal.halctl/1\", \"items\": []}\n");
     EXPECT_EQ(board.run("printers detach lp0").status, 1);
 }
 

@@ -8,6 +8,10 @@ work=$(mktemp -d /tmp/nashal-install-XXXXXX)
 trap 'rm -rf "$work"' EXIT
 
 cmake --install "$build" --prefix "$work/prefix" >/dev/null
+# halctl comes with its manual page and its bash completion.
+test -f "$work/prefix/share/man/man1/halctl.1" || { echo "halctl.1 not installed"; exit 1; }
+test -f "$work/prefix/share/bash-completion/completions/halctl" ||
+    { echo "halctl completion not installed"; exit 1; }
 pc=$(find "$work/prefix" -name nashal.pc)
 flags=$(PKG_CONFIG_PATH=$(dirname "$pc") pkg-config --cflags --libs nashal)
 case "$flags" in *"$work/prefix"*) ;; *) echo "pkg-config points elsewhere: $flags"; exit 1 ;; esac

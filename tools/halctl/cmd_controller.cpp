@@ -170,7 +170,7 @@ HALCTL_COMMAND(cmd_controller_events, "controller-events", "ENC_ID [--changes N]
             seen[name] = text;
             // One line per change: a JSON object each, or "file value" for people.
             if (ctx.out.json())
-                ctx.out.record({Output::text("file", name), Output::number("value", atoll(text))});
+                ctx.out.event({Output::text("file", name), Output::number("value", atoll(text))});
             else
                 printf("%-10s %lld\n", name, atoll(text));
             fflush(stdout);

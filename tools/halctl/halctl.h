@@ -15,8 +15,14 @@ constexpr int kOk = 0;
 constexpr int kFailed = 1;
 constexpr int kUsage = 2;
 
+// The version of the JSON answers. Field names and types stay as docs/halctl-json.md gives them
+// for as long as this holds; a change of shape raises the number.
+constexpr const char *kJsonSchema = "nashal.halctl/1";
+
 // Output in two forms. Human form: "key: value" lines for objects, aligned columns for lists of
-// records. JSON form: one object (or array) with the same keys.
+// records, printed as they come. JSON form: one object per run, written by finish(): "schema"
+// first, then the fields of the records, a table as "items" and the messages as "message", so
+// that every command's answer is one document a script can parse and check the version of.
 class Output {
   public:
     explicit Output(bool json) : json_(json) {}
@@ -43,9 +49,19 @@ class Output {
     void table(const std::vector<Record> &rows);
     // A message for people; in JSON form it becomes {"message": "..."}.
     void message(const std::string &text);
+    // One record of a stream that goes on until interrupted: in JSON form a document of its own
+    // on one line ("schema" first), written at once, so a reader follows it line by line.
+    void event(const Record &r);
+    // Writes the JSON document of the run; nothing in human form, nor after a stream alone.
+    void finish();
 
   private:
     bool json_;
+    std::string fields_;  // JSON members of the records, comma separated
+    std::string items_;   // JSON objects of the table, comma separated
+    bool has_table_ = false;
+    bool streamed_ = false;
+    std::string messages_;  // joined by newlines
 };
 
 struct Context {

@@ -139,6 +139,7 @@ int main(int argc, char **argv) {
     Context ctx{std::vector<std::string>(argv + i, argv + argc), out};
     fflush(stdout);
     int rc = cmd->fn(ctx);
+    out.finish();
     fflush(stdout);
     return rc;
 }

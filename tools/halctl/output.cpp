@@ -43,22 +43,30 @@ std::string json_escape(const std::string &s) {
 
 namespace {
 
-std::string json_record(const Output::Record &r) {
-    std::string s = "{";
+std::string json_members(const Output::Record &r) {
+    std::string s;
     for (size_t i = 0; i < r.size(); ++i) {
         if (i)
             s += ", ";
         s += "\"" + json_escape(r[i].key) + "\": ";
         s += r[i].numeric ? r[i].value : "\"" + json_escape(r[i].value) + "\"";
     }
-    return s + "}";
+    return s;
+}
+
+void append_list(std::string &to, const std::string &more, const char *separator) {
+    if (more.empty())
+        return;
+    if (!to.empty())
+        to += separator;
+    to += more;
 }
 
 }  // namespace
 
 void Output::record(const Record &r) {
     if (json_) {
-        printf("%s\n", json_record(r).c_str());
+        append_list(fields_, json_members(r), ", ");
         return;
     }
     size_t width = 0;
@@ -70,10 +78,9 @@ void Output::record(const Record &r) {
 
 void Output::table(const std::vector<Record> &rows) {
     if (json_) {
-        printf("[");
-        for (size_t i = 0; i < rows.size(); ++i)
-            printf("%s%s", i ? ",\n " : "", json_record(rows[i]).c_str());
-        printf("]\n");
+        has_table_ = true;
+        for (const auto &r : rows)
+            append_list(items_, "{" + json_members(r) + "}", ",\n  ");
         return;
     }
     if (rows.empty()) {
@@ -97,9 +104,32 @@ void Output::table(const std::vector<Record> &rows) {
 
 void Output::message(const std::string &text) {
     if (json_)
-        printf("{\"message\": \"%s\"}\n", json_escape(text).c_str());
+        messages_ += (messages_.empty() ? "" : "\n") + text;
     else
         printf("%s\n", text.c_str());
+}
+
+void Output::event(const Record &r) {
+    if (!json_) {
+        record(r);
+        return;
+    }
+    streamed_ = true;
+    printf("{\"schema\": \"%s\", %s}\n", kJsonSchema, json_members(r).c_str());
+    fflush(stdout);
+}
+
+void Output::finish() {
+    if (!json_ || (streamed_ && fields_.empty() && !has_table_ && messages_.empty()))
+        return;
+    std::string doc = std::string("{\"schema\": \"") + kJsonSchema + "\"";
+    if (!fields_.empty())
+        doc += ", " + fields_;
+    if (has_table_)
+        doc += ", \"items\": [" + items_ + "]";
+    if (!messages_.empty())
+        doc += ", \"message\": \"" + json_escape(messages_) + "\"";
+    printf("%s}\n", doc.c_str());
 }
 
 bool parse_int(const std::string &text, long long &out) {
