@@ -44,14 +44,14 @@ std::string standard(const InqDescription &d) {
     return bytes_of(inq);
 }
 
-// A binary NAA designator of eight bytes, of the logical unit or, with the protocol valid, of
-// the SAS target port.
-std::string naa_designator(uint64_t naa, bool target_port) {
+// A binary NAA designator of eight bytes with its association: of the logical unit, or, with
+// the SAS protocol valid, of the target port or the target device.
+std::string naa_designator(uint64_t naa, unsigned association) {
+    const bool sas = association != kDesigAssocLogicalUnit;
     DesignatorHeader h{};
     h.protocol_code_set =
-        static_cast<uint8_t>((target_port ? kDesigProtocolSas << 4 : 0) | kDesigCodeSetBinary);
-    h.flags = static_cast<uint8_t>(
-        (target_port ? kDesigPiv | kDesigAssocTargetPort : kDesigAssocLogicalUnit) | kDesigTypeNaa);
+        static_cast<uint8_t>((sas ? kDesigProtocolSas << 4 : 0) | kDesigCodeSetBinary);
+    h.flags = static_cast<uint8_t>((sas ? kDesigPiv : 0) | association | kDesigTypeNaa);
     h.length = kSasAddressLen;
     uint8_t value[kSasAddressLen];
     nashal::store_be64(value, naa);
@@ -61,9 +61,13 @@ std::string naa_designator(uint64_t naa, bool target_port) {
 std::string page_83(const InqDescription &d) {
     std::string body;
     if (d.naa)
-        body += naa_designator(d.naa, false);
-    if (d.sas_address)
-        body += naa_designator(d.sas_address, true);
+        body += naa_designator(d.naa, kDesigAssocLogicalUnit);
+    // A SAS drive names its target port and its target device; the emulated drive gives its
+    // one described address to both.
+    if (d.sas_address) {
+        body += naa_designator(d.sas_address, kDesigAssocTargetPort);
+        body += naa_designator(d.sas_address, kDesigAssocTargetDevice);
+    }
     return vpd(0x83, body);
 }
 

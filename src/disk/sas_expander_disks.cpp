@@ -26,7 +26,6 @@ using namespace nashal::topology;
 namespace {
 
 constexpr size_t kPathLen = 512;
-constexpr unsigned kDesigAssocTargetDevice = 0x20;
 
 // Reads exactly `length` bytes of a tool's output; false on a short read.
 bool read_whole(FILE *stream, unsigned char *buffer, size_t length) {

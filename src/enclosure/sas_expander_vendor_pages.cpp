@@ -106,8 +106,9 @@ int sas_expander_set_nickname(const char *enc_sys_id, const char *name) {
     unsigned char page[kNicknameSendLen] = {};
     page[0] = kVendorNicknamePage;
     nashal::store_be16(page + kVendorPageLengthOffset, kNicknameSendLength);
+    // The name field is fixed width: zero-padded, and unterminated when the name fills it.
     if (name)
-        strncpy(reinterpret_cast<char *>(page + kNicknameSendName), name, kNicknameMaxLen);
+        memcpy(page + kNicknameSendName, name, strnlen(name, kNicknameMaxLen));
     char text[kNicknameSendLen * 3 + 1] = {};
     size_t used = 0;
     for (unsigned char b : page)

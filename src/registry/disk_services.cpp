@@ -168,9 +168,9 @@ extern "C" int PD_SMART_Get_Summary(int enc_id, int port_id, PD_SMART_SUMMARY *o
     out->port_id = port_id;
     out->status = smart->summary_status;
     // Cut at the record's 64 bytes when vendor, model and revision are all long.
-    int cut = snprintf(out->description, sizeof out->description, "%s %s %s", info.vendor,
-                       info.model, info.revision);
-    (void)cut;
+    char full[sizeof info.vendor + sizeof info.model + sizeof info.revision + 3];
+    snprintf(full, sizeof full, "%s %s %s", info.vendor, info.model, info.revision);
+    nashal::hal_copy(out->description, sizeof out->description, full);
     char size[32];
     Get_Size_Str(info.capacity, info.sector_size, SIZE_UNIT_GB, size, sizeof size);
     out->capacity_gb = static_cast<float>(atof(size));

@@ -255,6 +255,7 @@ constexpr size_t kDesigFlagsByte = offsetof(DesignatorHeader, flags);
 constexpr unsigned kDesigPiv = 0x80;        // protocol identifier valid
 constexpr unsigned kDesigAssocMask = 0x30;  // association
 constexpr unsigned kDesigAssocTargetPort = 0x10;
+constexpr unsigned kDesigAssocTargetDevice = 0x20;
 constexpr unsigned kDesigAssocLogicalUnit = 0x00;
 constexpr unsigned kDesigTypeNaa = 0x03;
 constexpr unsigned kDesigCodeSetBinary = 0x01;

@@ -18,9 +18,10 @@ TEST(SioCli, InfoNamesTheModelsChipItsIdAndGpioBase) {
         const char *board;
         const char *out;
     } cases[] = {
-        {"x86-8bay", R"({"chip": "IT87", "index": 1, "id": "0x5a01", "gpio base": "0xa00"})"},
+        {"x86-8bay",
+         R"({"schema": "nashal.halctl/1", "chip": "IT87", "index": 1, "id": "0x5a01", "gpio base": "0xa00"})"},
         {"x86-12bay-sas",
-         R"({"chip": "F71869A", "index": 0, "id": "0x5a00", "gpio base": "0x290"})"},
+         R"({"schema": "nashal.halctl/1", "chip": "F71869A", "index": 0, "id": "0x5a00", "gpio base": "0x290"})"},
     };
     for (const Case &c : cases) {
         Board board(c.board);
@@ -36,8 +37,10 @@ TEST(SioCli, GpioDrivenInOneRunReadsBackInTheNext) {
     Board board("x86-12bay-sas");
     auto on = board.run("--json sio gpio FRONT_USB_LED 1");
     EXPECT_EQ(on.status, 0);
-    EXPECT_EQ(on.out, R"({"gpio": "SIO:IF2:B3", "index": "0xf2", "bit": 3, "value": 1})"
-                      "\n");
+    EXPECT_EQ(
+        on.out,
+        R"({"schema": "nashal.halctl/1", "gpio": "SIO:IF2:B3", "index": "0xf2", "bit": 3, "value": 1})"
+        "\n");
     auto read = board.run("--json sio gpio SIO:IF2:B3");
     EXPECT_NE(read.out.find("\"value\": 1"), std::string::npos) << read.out;
     EXPECT_EQ(board.run("sio gpio SIO:IF2:B3 0").status, 0);
