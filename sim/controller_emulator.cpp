@@ -39,10 +39,15 @@ uint8_t sum_of(const uint8_t *p, size_t n) {
 ControllerEmulator::ControllerEmulator(ControllerKind kind) : kind_(kind) {}
 
 std::unique_ptr<ControllerEmulator> ControllerEmulator::attach(ControllerKind kind, int link) {
+    return attach(kind, link == 0 ? "/dev/ttyS0" : "/dev/ttyS1");
+}
+
+std::unique_ptr<ControllerEmulator> ControllerEmulator::attach(ControllerKind kind,
+                                                               const std::string &device) {
     std::unique_ptr<ControllerEmulator> emu(new ControllerEmulator(kind));
     ControllerEmulator *raw = emu.get();
     emu->peer_ =
-        SerialPeer::attach(link, [raw](const Bytes &frame, int) { return raw->take(frame); });
+        SerialPeer::attach(device, [raw](const Bytes &frame, int) { return raw->take(frame); });
     if (!emu->peer_)
         return nullptr;
     emu->heartbeat_ = std::thread([raw] { raw->heartbeat(); });

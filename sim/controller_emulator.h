@@ -26,6 +26,9 @@ class ControllerEmulator {
   public:
     // Serves /dev/ttyS<link> (0 or 1) in the active appliance. Null on failure.
     static std::unique_ptr<ControllerEmulator> attach(ControllerKind kind, int link);
+    // Serves any device path: /dev/ttyUSB0 for the PIC of a USB expansion box.
+    static std::unique_ptr<ControllerEmulator> attach(ControllerKind kind,
+                                                      const std::string &device);
     ~ControllerEmulator();
     ControllerEmulator(const ControllerEmulator &) = delete;
     ControllerEmulator &operator=(const ControllerEmulator &) = delete;

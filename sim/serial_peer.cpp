@@ -30,6 +30,11 @@ void make_raw(int fd) {
 }  // namespace
 
 std::unique_ptr<SerialPeer> SerialPeer::attach(int link, SerialResponder responder) {
+    return attach(link == 0 ? "/dev/ttyS0" : "/dev/ttyS1", std::move(responder));
+}
+
+std::unique_ptr<SerialPeer> SerialPeer::attach(const std::string &device,
+                                               SerialResponder responder) {
     std::unique_ptr<SerialPeer> peer(new SerialPeer());
     peer->responder_ = std::move(responder);
     peer->master_ = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
@@ -54,7 +59,7 @@ std::unique_ptr<SerialPeer> SerialPeer::attach(int link, SerialResponder respond
     }
     make_raw(peer->slave_);
     make_raw(peer->master_);
-    peer->link_path_ = link == 0 ? "/dev/ttyS0" : "/dev/ttyS1";
+    peer->link_path_ = device;
     ::unlink(peer->link_path_.c_str());
     if (!symlink_exact(peer->slave_path_, peer->link_path_)) {
         perror("serial peer: link");

@@ -28,6 +28,9 @@ class SerialPeer {
     // Opens a pseudo-terminal, links its slave as /dev/ttyS<link> (0 or 1) in the active
     // appliance and starts serving. Null (with a message on stderr) on failure.
     static std::unique_ptr<SerialPeer> attach(int link, SerialResponder responder);
+    // The same on any device path of the appliance: /dev/ttyUSB0 for a USB expansion box's
+    // serial adapter.
+    static std::unique_ptr<SerialPeer> attach(const std::string &device, SerialResponder responder);
     ~SerialPeer();
     SerialPeer(const SerialPeer &) = delete;
     SerialPeer &operator=(const SerialPeer &) = delete;

@@ -357,6 +357,13 @@ std::string SysfsTree::usb_interface(const std::string &device, int number, int 
     return path;
 }
 
+std::string SysfsTree::usb_serial(const std::string &interface, int index) {
+    std::string name = fmt("ttyUSB%d", index);
+    std::string path = interface + "/" + name;
+    attribute(path + "/tty/" + name, "dev", fmt("188:%d\n", index));
+    return path;
+}
+
 // --- Network ---
 
 std::string SysfsTree::net_interface(const std::string &device, const std::string &name,

@@ -171,6 +171,10 @@ class SysfsTree {
     std::string usb_device(const std::string &parent_hub, int port, const UsbDesc &desc);
     // device/<name>:1.<number> with bInterfaceClass; /sys/bus/usb/devices link.
     std::string usb_interface(const std::string &device, int number, int interface_class);
+    // A USB serial adapter's port on an interface (usb_interface(dev, 0, 0xff)):
+    // interface/ttyUSB<n>/tty/ttyUSB<n>, as usb-serial shows it. The node /dev/ttyUSB<n> is the
+    // emulator's to serve (ControllerEmulator::attach(kind, "/dev/ttyUSB<n>")).
+    std::string usb_serial(const std::string &interface, int index);
 
     // libata's class of the device on an AHCI port's host link ("pmp" for a port multiplier,
     // "ata" for a disk): controller/ataN/linkN/devN.0/ata_device/devN.0/class, with its

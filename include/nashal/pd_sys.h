@@ -57,6 +57,15 @@ int enumerate_pd_in_root_enclosure(const char *enc_sys_id, char **list, int list
 
 /* Expansion enclosures (USB, SAS, Thunderbolt): the disks of one expander. */
 int enumerate_pd_in_usb_expander(const char *enc_sys_id, char **list, int list_size);
+/* One port of a USB enclosure: every disk LUN of the mass storage device at
+ * <usb_devices_dir>/<port_bus_name>. The number found, which may exceed room. */
+int lookup_disk_in_usb_port(const char *usb_devices_dir, const char *port_bus_name, char **list,
+                            int room);
+/* The slot of a disk in a managed USB box (bus name `bus_name`, "External Type" `type_index`):
+ * pd_info->port_id is the "Port%d" that names its port path, or -1. 0, or -1 if the disk's
+ * place can't be read. */
+int get_usb_expander_port(const char *bus_name, const char *pd_sys_id, int type_index,
+                          PD_INFO *pd_info);
 int enumerate_pd_in_sas_expander(const char *enc_sys_id, char **list, int list_size);
 int enumerate_pd_in_thunderbolt_expander(const char *enc_sys_id, char **list, int list_size);
 

@@ -124,6 +124,56 @@ int se_sys_get_LCM_devname(const char *enc_sys_id, char *buffer, int size);
 int se_sys_get_PIC_devname(const char *enc_sys_id, char *buffer, int size);
 int se_sys_get_MCU_devname(const char *enc_sys_id, char *buffer, int size);
 
+/* --- USB enclosures: hubs on the chassis USB ports and the maker's expansion boxes ---
+ * A bus name is the name of the device under /sys/bus/usb/devices (3-2, 3-2.4). Path buffers
+ * are 512 bytes (HAL_SYSFS_PATH_LEN). */
+
+/* Every USB enclosure behind the chassis ports of "Usb Enclosure"; the count, which may exceed
+ * max_count (only max_count copies are stored, each for the caller to free). */
+int usb_expander_enumerate(char **enc_sys_ids, unsigned int max_count);
+/* One chassis port: `path` is the 512-byte buffer holding the host controller's directory,
+ * which the PCI walk extends in place. `layer` is "IN_HUB", `max_usb_speed` 0 (any), 4 (super
+ * speed only) or 3 (high speed and below). The number found, or -1 when the PCI walk fails. */
+int usb_expander_get_sysid(char *path, const char *bridge_text, int port, int layer,
+                           int switch_port, int max_usb_speed, char **enc_sys_ids,
+                           unsigned int max_count);
+/* The hubs behind the ports of hub `name`, recursively. */
+int usb_expander_get_sysid_each_port(const char *name, int max_usb_speed, char **enc_sys_ids,
+                                     unsigned int max_count);
+/* What the USB enclosure `enc_sys_id` ("usb_" and a bus name) is. 0 or -1. */
+int usb_expander_getinfo(const char *enc_sys_id, ENC_INFO *info);
+/* `parent` (32 bytes) receives "root_usb" (with the chassis port in `port_id`) or "usb_" and
+ * the name of the hub in front of `name`; empty when that can't be told. `path`, the device's
+ * link text, is cut. */
+void usb_expander_get_parent(char *path, const char *name, int domain, const char *bus_text,
+                             const char *bridge_text, char *parent, int *port_id);
+/* The link text of /sys/bus/usb/devices/<name>. 0 or negative. */
+int usb_expander_get_path(const char *name, char *path, int size);
+/* The interface name ("4-2.3:1.0") of the device on port `port` of a box's inner hub, on the
+ * USB 2 side. `usb_bus` may be changed. 0 or -1. */
+int usb_expander_get_ext_device_bus(char *usb_bus, int port, char *name, int size);
+/* The same chassis port's number on the controller's other root hub. 0 or -1. */
+int usb_expander_get_companion_port(int domain, const char *bus_text, int layer, int port,
+                                    int *other_port);
+/* "/dev/ttyUSB%d" of a box's panel (0, -1, or -2 when the box has none) or controller (0 or
+ * -1). */
+int usb_expander_get_LCM_devname(const char *usb_bus, char *device, int size);
+int usb_expander_get_PIC_devname(const char *usb_bus, char *device, int size);
+
+/* Controls of a managed box (kind 2), through its controller. 0 or -1. */
+int usb_expander_get_temperature(const char *enc_sys_id, int temp_index, double *temperature);
+int usb_expander_get_fan_speed(const char *enc_sys_id, int fan_index, int *speed, int *status);
+int usb_expander_set_fan_speed(const char *enc_sys_id, int level);
+int usb_expander_get_power_supply_status(const char *enc_sys_id, int index, int *status);
+int usb_expander_get_sn(const char *enc_sys_id, char *buffer, int size);
+int usb_expander_set_sn(const char *enc_sys_id, const char *serial);
+
+/* "root_usb": the number of chassis USB ports, the bus text of one ("P%04x:<DEV_BUS> ", at most
+ * 64 bytes with the terminator) and the bitmap of the USB 3 ports. 0 or -1. */
+int se_sys_get_usb_port_count(const char *enc_sys_id, int *count);
+int se_sys_get_usb_port_bus(const char *enc_sys_id, int port, char *text);
+int se_sys_get_usb3_port(const char *enc_sys_id, uint32_t *bitmap);
+
 #ifdef __cplusplus
 }
 #endif

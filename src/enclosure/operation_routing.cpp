@@ -15,6 +15,7 @@
 #include "nashal/comm_path.h"
 #include "nashal/hal_trace.h"
 #include "nashal/se_sys.h"
+#include "os/os_seam.h"
 #include "topology/model_file.h"
 
 using namespace nashal::enclosure;
@@ -112,6 +113,8 @@ extern "C" int se_sys_get_temp(const char *id, int temp_index, double *temperatu
     if (temperature)
         *temperature = 0;
     Kind kind = classify(id);
+    if (kind == Kind::UsbExpander)
+        return usb_expander_get_temperature(id, temp_index, temperature);
     if (kind == Kind::Root)
         return root_get_temp(temp_index, temperature);
     if (kind == Kind::Sas)
@@ -133,6 +136,8 @@ extern "C" int se_sys_get_fan_speed(const char *id, int fan_index, int *speed, i
     if (status)
         *status = 0;
     Kind kind = classify(id);
+    if (kind == Kind::UsbExpander)
+        return usb_expander_get_fan_speed(id, fan_index, speed, status);
     if (kind == Kind::Root)
         return root_get_fan_speed(fan_index, speed, status);
     if (kind == Kind::Thunderbolt)
@@ -148,6 +153,9 @@ extern "C" int se_sys_set_fan_speed(const char *id, int fan_index, int level) {
     if (level >= 8)
         return -1;
     Kind kind = classify(id);
+    // The box's controller drives all its fans at one level.
+    if (kind == Kind::UsbExpander)
+        return usb_expander_set_fan_speed(id, level);
     if (kind == Kind::Root)
         return each_fan(fan_index, [&](int fan) { return root_set_fan_speed(fan, level); });
     if (kind == Kind::Thunderbolt)
@@ -246,7 +254,7 @@ extern "C" int se_sys_get_power_supply_status(const char *id, int index, int *st
     if (kind == Kind::Root)
         return root_get_power_supply_status(index, status);
     if (is_usb(kind))
-        return not_built_yet(__func__, id, "USB expander power supplies");
+        return usb_expander_get_power_supply_status(id, index, status);
     // Anything else is taken to be a SAS enclosure, without asking.
     return sas_expander_get_power_supply_status(id, index, status);
 }
@@ -390,8 +398,19 @@ extern "C" int se_sys_get_phy_link_state(const char *id, int direction, int *lin
 
 extern "C" int se_sys_get_LCM_devname(const char *id, char *buffer, int size) {
     switch (classify(id)) {
-        case Kind::UsbExpander:
-            return not_built_yet(__func__, id, "USB expander panel display");
+        case Kind::UsbExpander: {
+            // The box's serial adapter may still be coming up after a hot plug: look again
+            // while it is missing, but not when the box has no panel at all (-2).
+            int result = -1;
+            for (int attempt = 0; attempt < 5; ++attempt) {
+                if (attempt > 0)
+                    os_sleep(1);
+                result = usb_expander_get_LCM_devname(id + 4, buffer, size);
+                if (result != -1)
+                    break;
+            }
+            return result;
+        }
         case Kind::UsbOther:
             return -1;
         case Kind::Root:
@@ -408,8 +427,19 @@ int controller_devname(const char *who, const char *id, const char *key, char *b
     Kind kind = classify(id);
     if (kind == Kind::Root)
         return root_devname(key, buffer, size);
-    if (is_usb(kind))
-        return not_built_yet(who, id, "USB expander controller");
+    // A box's controller is a PIC whichever name the caller asks by; its serial adapter may
+    // still be coming up after a hot plug. An id without "usb_" names no box.
+    if (kind == Kind::UsbExpander) {
+        int result = -1;
+        for (int attempt = 0; attempt < 3 && result != 0; ++attempt) {
+            if (attempt > 0)
+                os_sleep(1);
+            result = usb_expander_get_PIC_devname(id + 4, buffer, size);
+        }
+        return result;
+    }
+    if (kind == Kind::UsbOther)
+        return -1;
     ERR_TRACE(HAL_TRACE_ERROR, "%s(%d): System Error\n", who, __LINE__);
     return -1;
 }

@@ -20,18 +20,9 @@ int not_built_yet(const char *who, const char *enc_sys_id, const char *branch) {
 
 using nashal::enclosure::not_built_yet;
 
-extern "C" int usb_expander_enumerate(char **, unsigned int) {
-    ERR_TRACE(HAL_TRACE_DETAIL, "%s: USB expansion enclosures are not looked for\n", __func__);
-    return 0;
-}
-
 extern "C" int thunderbolt_expander_enumerate(char **, unsigned int) {
     ERR_TRACE(HAL_TRACE_DETAIL, "%s: Thunderbolt enclosures are not looked for\n", __func__);
     return 0;
-}
-
-extern "C" int usb_expander_getinfo(const char *enc_sys_id, ENC_INFO *) {
-    return not_built_yet(__func__, enc_sys_id, "USB expander reader");
 }
 
 extern "C" int thunderbolt_expander_getinfo(const char *enc_sys_id, ENC_INFO *) {
@@ -73,19 +64,6 @@ extern "C" int root_set_board_sn(const char *serial) {
             return not_built_yet(__func__, "root", method);
     ERR_TRACE(HAL_TRACE_INFO, "%s(%d):Not implement\n", __func__, __LINE__);
     return -1;
-}
-
-// The expander's serial number lives in its PIC's EEPROM, asked for by the USB port path.
-extern "C" int usb_expander_get_sn(const char *enc_sys_id, char *buffer, int size) {
-    if (!enc_sys_id || strncmp(enc_sys_id, "usb_", 4) != 0)
-        return -1;
-    return pic_sys_get_sn(enc_sys_id + 4, buffer, size);
-}
-
-extern "C" int usb_expander_set_sn(const char *enc_sys_id, const char *serial) {
-    if (!enc_sys_id || strncmp(enc_sys_id, "usb_", 4) != 0)
-        return -1;
-    return pic_sys_set_sn(enc_sys_id + 4, serial);
 }
 
 // The prefix is kept on the boot disk; until the boot disk can be found there is none, and the

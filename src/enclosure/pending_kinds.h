@@ -1,5 +1,5 @@
 // Kinds of enclosure and board routes that the backend dispatches to but that are built
-// elsewhere (USB and Thunderbolt expanders, board serial numbers). Each
+// elsewhere (Thunderbolt expanders, board serial numbers). Each
 // stand-in in pending_kinds.cpp finds nothing or fails with -1 and a trace; the change that builds
 // a kind replaces its functions here.
 #ifndef NASHAL_ENCLOSURE_PENDING_KINDS_H
@@ -7,18 +7,15 @@
 
 #include "enclosure/sas_expander.h"
 #include "nashal/hal_types.h"
+#include "nashal/se_sys.h"
 
 extern "C" {
-int usb_expander_enumerate(char **enc_sys_ids, unsigned int max_count);
 int thunderbolt_expander_enumerate(char **enc_sys_ids, unsigned int max_count);
 
-int usb_expander_getinfo(const char *enc_sys_id, ENC_INFO *info);
 int thunderbolt_expander_getinfo(const char *enc_sys_id, ENC_INFO *info);
 
 int root_get_board_sn(char *buffer, int size);
-int usb_expander_get_sn(const char *enc_sys_id, char *buffer, int size);
 int root_set_board_sn(const char *serial);
-int usb_expander_set_sn(const char *enc_sys_id, const char *serial);
 }
 
 namespace nashal::enclosure {
