@@ -19,6 +19,7 @@
 #include <nashal/sas_expander_fw.h>
 #include <nashal/se_model.h>
 #include <nashal/se_bbu.h>
+#include <nashal/se_board.h>
 #include <nashal/sio_sys.h>
 #include <nashal/hal_pd.h>
 #include <nashal/pd_smart.h>
