@@ -171,7 +171,9 @@ extern "C" int se_sys_get_mac(int port, char *text, int size) {
             break;
         }
         case Place::Pic:
-            result = pic_sys_get_mac(port, text, size);
+            // The controller's read stores a terminator behind the bytes asked for: ask for one
+            // byte less than the buffer holds.
+            result = size > 1 ? pic_sys_get_mac(port, text, size - 1) : -1;
             break;
         case Place::Mcu:
             result = mcu_sys_get_mac(port, text, size);
