@@ -13,6 +13,7 @@
 #include "nashal/se_sys.h"
 #include "sim/appliance.h"
 #include "sim/fs.h"
+#include "sim/sas_shelf.h"
 #include "sim/sysfs_builders.h"
 
 using namespace nashal::sim;
@@ -151,9 +152,7 @@ class SasAdapter : public ::testing::Test {
     void SetUp() override {
         ASSERT_TRUE(app.activate());
         SysfsTree t;
-        auto root = t.pci_root(0, 0);
-        auto rp = t.pci_bridge(root, 0, 0, 1, 0, 3);
-        t.pci_function(rp, 0, 3, 0, 0, kPciClassSas);
+        build_sas_adapter(t);
         write_file("/etc/model.conf",
                    "[System Enclosure]\nCAP = 0x400\nMAX_PCIE_SLOT = 2\n"
                    "[System Internal SAS]\nDEV_BUS = B00:D01:F0\nEXT_CONNECTOR_COUNT = 2\n"

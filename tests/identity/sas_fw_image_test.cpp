@@ -64,10 +64,7 @@ class ExpanderFirmware : public ::testing::Test {
     void SetUp() override {
         ASSERT_TRUE(app.activate());
         SysfsTree t;
-        auto root = t.pci_root(0, 0);
-        auto rp = t.pci_bridge(root, 0, 0, 1, 0, 3);
-        auto hba = t.pci_function(rp, 0, 3, 0, 0, kPciClassSas);
-        auto host = t.sas_host(hba, 2, 8);
+        auto host = t.sas_host(build_sas_adapter(t), 2, 8);
         SasShelfDesc d;
         d.bays = 12;
         d.product = "VEXP-3500U-RP";  // takes images of model type 4
