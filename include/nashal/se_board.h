@@ -25,11 +25,6 @@ int se_sys_set_mac(int port, const char *text);
  * partition 6, "root" only. A reading buffer must hold at least 9 bytes. 0 or -1. */
 int se_sys_set_model_prefix_name(const char *enc_sys_id, const char *prefix);
 
-/* The processor's model text from /proc/cpuinfo. 0 or -1. */
-int se_sys_get_cpu_info(const char *enc_sys_id, char *buffer, int size);
-/* The processors' average clock in MHz from cpufreq, else the figure behind "@" in the model
- * text ("2.40GHz" gives 2400). "root" only; 0 or -1. */
-int se_sys_get_cpu_running_speed(const char *enc_sys_id, int *speed);
 /* "BOOT_RECOVERY_MODE" of "Boot Enclosure" (default -1) and "BOOT_PARTITION" (default 1).
  * Always 0. */
 int se_sys_get_boot_parms(int *recovery_mode, int *partition);

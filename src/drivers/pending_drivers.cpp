@@ -19,6 +19,13 @@ extern "C" NASHAL_WEAK int soc_sys_get_gpio_val(int gpio, int *) {
     return -1;
 }
 
+extern "C" NASHAL_WEAK int se_sys_get_cpu_info(const char *, char *buffer, int size) {
+    if (buffer && size > 0)
+        buffer[0] = '\0';
+    ERR_TRACE(HAL_TRACE_WARN, "%s: the CPU reader is not in this build\n", __func__);
+    return -1;
+}
+
 extern "C" NASHAL_WEAK int se_sys_get_pcie_link_state(const char *, int, int *link_speed,
                                                       int *link_width, int *) {
     if (link_speed)

@@ -11,7 +11,6 @@
 #include <cstring>
 
 #include "drivers/pending_drivers.h"
-#include "nashal/se_board.h"
 #include "foundation/raii.h"
 #include "foundation/text.h"
 #include "nashal/hal_trace.h"

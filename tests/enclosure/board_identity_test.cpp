@@ -132,20 +132,6 @@ TEST_F(BootDiskIdentity, AMissingOrUnreachablePlaceFailsOrFallsBackAsEachRouteDo
     EXPECT_EQ(se_sys_get_model_prefix_name("root", prefix, sizeof prefix), -1);
 }
 
-TEST_F(BootDiskIdentity, ProcessorSpeedIsTheCpufreqAverageAndBootParametersHaveDefaults) {
-    write_file("/sys/devices/system/cpu/cpu0/cpufreq/scaling_cur_freq", "2400000\n");
-    write_file("/sys/devices/system/cpu/cpu2/cpufreq/scaling_cur_freq", "1199999\n");
-    int mhz = 0;
-    ASSERT_EQ(se_sys_get_cpu_running_speed("root", &mhz), 0);
-    EXPECT_EQ(mhz, (2400 + 1199) / 2);
-    EXPECT_EQ(se_sys_get_cpu_running_speed("usb_1-1", &mhz), -1);
-
-    int recovery = 7, part = 7;
-    EXPECT_EQ(se_sys_get_boot_parms(&recovery, &part), 0);
-    EXPECT_EQ(recovery, -1);
-    EXPECT_EQ(part, 1);
-}
-
 // The internal SAS adapter on PCI bus 3 behind root port 00:01.0, a SAS3 part.
 class SasAdapter : public ::testing::Test {
   protected:
