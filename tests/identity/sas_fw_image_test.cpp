@@ -23,7 +23,7 @@ namespace id = nashal::identity;
 
 namespace {
 
-struct ImageSpec {
+struct ImageRecipe {
     int type = 4;
     int major = 3;
     int minor = 7;
@@ -34,7 +34,7 @@ struct ImageSpec {
 };
 
 // An image built by hand from the header's published layout, not from the reader's names.
-std::string image_bytes(const ImageSpec &s) {
+std::string image_bytes(const ImageRecipe &s) {
     std::string b(525312 + s.mfg.size(), '\0');
     b[0] = static_cast<char>(s.type);
     b[1] = 0x55;  // vendor's, not read
@@ -82,8 +82,8 @@ class ExpanderFirmware : public ::testing::Test {
 };
 
 TEST_F(ExpanderFirmware, AGoodImageGoesManufacturingDataFirstAndRunsAfterTheReboot) {
-    ImageSpec spec;
-    write_file("/tmp/fw/shelf.img", image_bytes(spec));
+    ImageRecipe recipe;
+    write_file("/tmp/fw/shelf.img", image_bytes(recipe));
     char version[16] = {};
     ASSERT_EQ(SAS_Expander_Upgrade_Img("/dev/sg10", "/tmp/fw/shelf.img", version, sizeof version),
               0);
@@ -103,32 +103,32 @@ TEST_F(ExpanderFirmware, AGoodImageGoesManufacturingDataFirstAndRunsAfterTheRebo
 TEST_F(ExpanderFirmware, AnImageThatDoesntFitOrDoesntHoldItsPayloadsNeverReachesTheExpander) {
     struct Case {
         const char *what;
-        ImageSpec spec;
+        ImageRecipe recipe;
         size_t keep = 0;  // when set, only this many bytes of the image
     } cases[] = {
         {"another model type",
          [] {
-             ImageSpec s;
+             ImageRecipe s;
              s.type = 7;
              return s;
          }()},
         {"manufacturing data cut short",
          [] {
-             ImageSpec s;
+             ImageRecipe s;
              s.cut = 1;
              return s;
          }()},
         {"firmware length past the file",
          [] {
-             ImageSpec s;
+             ImageRecipe s;
              s.claimed_extra = 0xFFFF0000u;
              return s;
          }()},
-        {"header only", ImageSpec{}, 20},
-        {"less than a header", ImageSpec{}, 19},
+        {"header only", ImageRecipe{}, 20},
+        {"less than a header", ImageRecipe{}, 19},
     };
     for (const Case &c : cases) {
-        std::string bytes = image_bytes(c.spec);
+        std::string bytes = image_bytes(c.recipe);
         if (c.keep)
             bytes.resize(c.keep);
         write_file("/tmp/fw/bad.img", bytes);
@@ -160,10 +160,10 @@ TEST_F(ExpanderFirmware, AUniversalImageFitsEveryShelfAndAnUnlistedShelfTakesNoO
 }
 
 TEST_F(ExpanderFirmware, TheSplitFilesStandBesideTheImageAndHoldExactlyThePayloads) {
-    ImageSpec spec;
-    spec.type = 12;
-    spec.major = 10;
-    spec.minor = 2;
+    ImageRecipe recipe;
+    recipe.type = 12;
+    recipe.major = 10;
+    recipe.minor = 2;
     struct Case {
         const char *image, *fw, *mfg;
     } cases[] = {
@@ -172,7 +172,7 @@ TEST_F(ExpanderFirmware, TheSplitFilesStandBesideTheImageAndHoldExactlyThePayloa
         {"/tmp/fw/a.b.c", "/tmp/fw/a.b.fw", "/tmp/fw/a.b.mfg"},
     };
     for (const Case &c : cases) {
-        write_file(c.image, image_bytes(spec));
+        write_file(c.image, image_bytes(recipe));
         char version[8], fw[128], mfg[128];
         int type = 0;
         ASSERT_EQ(SAS_Expander_Disassemble_Img(c.image, version, sizeof version, fw, sizeof fw, mfg,
@@ -183,8 +183,8 @@ TEST_F(ExpanderFirmware, TheSplitFilesStandBesideTheImageAndHoldExactlyThePayloa
         EXPECT_EQ(type, 12);
         EXPECT_STREQ(fw, c.fw);
         EXPECT_STREQ(mfg, c.mfg);
-        EXPECT_EQ(read_file(fw), spec.firmware);
-        EXPECT_EQ(read_file(mfg), spec.mfg);
+        EXPECT_EQ(read_file(fw), recipe.firmware);
+        EXPECT_EQ(read_file(mfg), recipe.mfg);
     }
     // A path buffer shorter than the image path is refused before anything is made.
     char fw[8], mfg[128];
