@@ -9,9 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "nashal/ini_conf.h"
 #include "nashal/net_sys.h"
-#include "nashal/se_board.h"
 #include "sim/appliance.h"
 #include "sim/fs.h"
 #include "sim/net_model.h"
@@ -338,21 +336,6 @@ TEST_F(Eeproms, X540MacIsWrittenToBothBlocksAndToTheRunningInterface) {
     EXPECT_EQ(eeprom_bytes("0000:01:00", 0x206, 6), std::string("\xa0\x36\x9f\x12\x34\x57", 6));
     EXPECT_EQ(read_file("/sys/class/net/eth1/address"), "a0:36:9f:12:34:57\n");
     EXPECT_EQ(mac_of(1), "a0:36:9f:12:34:57");
-}
-
-// A board whose model file says "NET" keeps its MAC addresses in the adapters' EEPROMs: the
-// motherboard's MAC calls read and write them there, as text.
-TEST_F(Eeproms, TheBoardsMacRouteReadsAndWritesTheAdapterEeprom) {
-    ASSERT_EQ(Ini_Conf_Set_Field("/etc/model.conf", "System Enclosure", "ETH_MAC_DEVICE", "NET"),
-              0);
-    char text[32] = {};
-    ASSERT_EQ(se_sys_get_mac(0, text, sizeof text), 0);
-    EXPECT_STREQ(text, "A0:36:9F:00:00:10");
-    ASSERT_EQ(se_sys_set_mac(1, "A0:36:9F:12:34:57"), 0);
-    EXPECT_EQ(eeprom_bytes("0000:01:00", 0xa2, 6), std::string("\xa0\x36\x9f\x12\x34\x57", 6));
-    EXPECT_EQ(se_sys_set_mac(1, "not a mac"), -1);
-    // A port the adapters don't have fails outright: no made-up address for a missing port.
-    EXPECT_EQ(se_sys_get_mac(7, text, sizeof text), -1);
 }
 
 TEST_F(Eeproms, BroadcomMacIsNeverWritten) {
