@@ -44,6 +44,12 @@ std::string next_block_name(const std::string &name) {
     return "sd" + letters;
 }
 
+std::string build_sas_adapter(SysfsTree &t, int bus) {
+    auto root = t.pci_root(0, 0);
+    auto root_port = t.pci_bridge(root, 0, 0, 1, 0, bus);
+    return t.pci_function(root_port, 0, bus, 0, 0, kPciClassSas);
+}
+
 SasShelf build_sas_shelf(SysfsTree &t, const std::string &upstream_port, const SasShelfDesc &d) {
     SasShelf shelf;
     shelf.name = "expander-" + std::to_string(d.host) + ":" + std::to_string(d.number);

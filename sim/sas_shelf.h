@@ -44,6 +44,10 @@ struct SasShelf {
 // Block device name that follows `name` as sd names them (sdz, sdaa, ...).
 std::string next_block_name(const std::string &name);
 
+// A SAS host bus adapter at <bus>:00.0 behind root port 00:01.0 of PCI domain 0, as most
+// boards carry it; returns its function's directory.
+std::string build_sas_adapter(SysfsTree &t, int bus = 3);
+
 // Builds the shelf below `upstream_port` (a host's "port-2:0" or a shelf's out_port).
 SasShelf build_sas_shelf(SysfsTree &t, const std::string &upstream_port, const SasShelfDesc &d);
 

@@ -16,8 +16,10 @@
 #include <nashal/i2c_sys.h>
 #include <nashal/vpd.h>
 #include <nashal/edid.h>
+#include <nashal/sas_expander_fw.h>
 #include <nashal/se_model.h>
 #include <nashal/se_bbu.h>
+#include <nashal/se_board.h>
 #include <nashal/sio_sys.h>
 #include <nashal/hal_pd.h>
 #include <nashal/pd_smart.h>

@@ -142,6 +142,11 @@ int disk_in_cache_enclosure(const char *dev_bus, int dev_port);
  * on an expander of the appliance itself and no slot lists it. */
 int PD_Sys_Get_SE_Sys_Id(const char *pd_sys_id, char *enc_sys_id_out);
 
+/* The block device ("/dev/sda") or flash name of boot disk `index` (from 0) of "Boot
+ * Enclosure", by its "DISK_DRV_TYPE" (ATA, FLASH, USB; a USB stick is waited for up to 31
+ * seconds). 0 or -1. */
+int pd_sys_get_boot_disk(int index, char *name_out, int name_size);
+
 /* "/dev/sdX" of an sg device, waiting up to 30 seconds for the block device. 0 or -1. */
 int get_sd_name(const char *pd_sys_id, char *name_out, int name_size);
 

@@ -1,8 +1,10 @@
-// Stand-ins for /sbin/sg_ses and /sbin/sg_senddiag, answering from /sim/ses/<node> (format in
-// docs/virtual-appliance.md). Page 1 and page 2 and the enclosure firmware's vendor pages (0x0f
-// nickname, 0x81 connectors, 0x82 SAS address) are built from the description; a control page
-// sent with -c changes the described status of the selected elements, and the vendor commands
-// sent with sg_senddiag change the nickname and the address, so a later read sees it.
+// Stand-ins for /sbin/sg_ses, /sbin/sg_senddiag and /sbin/sg_write_buffer, answering from
+// /sim/ses/<node> (format in docs/virtual-appliance.md). Page 1 and page 2 and the enclosure
+// firmware's vendor pages (0x0f nickname, 0x81 connectors, 0x82 SAS address) are built from the
+// description; a control page sent with -c changes the described status of the selected elements,
+// and the vendor commands sent with sg_senddiag change the nickname and the address, so a later
+// read sees it. A firmware written with sg_write_buffer waits in the description until the
+// enclosure reboots.
 #include <cstdio>
 #include <cstdlib>
 #include <algorithm>
@@ -35,6 +37,8 @@ struct SesDescription {
     std::vector<std::pair<int, unsigned long long>> devices;  // page 0x0a: element index, address
     unsigned heartbeats = 0;
     unsigned reboots = 0;
+    std::string pending_revision;  // firmware written, running after the next reboot
+    long mfg_bytes = -1;           // size of the last manufacturing data written (buffer 1)
 };
 
 std::string desc_path(const std::string &node) {
@@ -90,6 +94,10 @@ bool load(const std::string &node, SesDescription &d) {
             words >> d.heartbeats;
         } else if (key == "reboots") {
             words >> d.reboots;
+        } else if (key == "pending_revision") {
+            words >> d.pending_revision;
+        } else if (key == "mfg_bytes") {
+            words >> d.mfg_bytes;
         }
     }
     return true;
@@ -117,6 +125,10 @@ void save(const std::string &node, const SesDescription &d) {
         out << line;
     }
     out << "heartbeats " << d.heartbeats << "\nreboots " << d.reboots << "\n";
+    if (!d.pending_revision.empty())
+        out << "pending_revision " << d.pending_revision << "\n";
+    if (d.mfg_bytes >= 0)
+        out << "mfg_bytes " << d.mfg_bytes << "\n";
     for (auto &t : d.types)
         out << "type 0x" << std::hex << t.first << std::dec << " " << t.second << "\n";
     char line[64];
@@ -373,6 +385,9 @@ int answer_sg_senddiag(const std::vector<std::string> &args) {
             ++d.heartbeats;
         } else if (sub == kVendorReboot) {
             ++d.reboots;
+            if (!d.pending_revision.empty())
+                d.revision = d.pending_revision;
+            d.pending_revision.clear();
         } else if (sub == kVendorSetSasAddress &&
                    bytes.size() == sizeof(VendorCommandPage) + kSasAddressLen) {
             char hex[17];
@@ -395,7 +410,49 @@ int answer_sg_senddiag(const std::vector<std::string> &args) {
     return 0;
 }
 
+// sg_write_buffer --id=N --in=FILE --mode=2 /dev/sgN: the expander takes its manufacturing data
+// in buffer 1 and its firmware in buffer 0. The virtual expander's firmware payload begins with
+// the four characters of the revision it reports once it runs (after a reboot). Exit statuses
+// as sg3_utils gives them: 15 for a file that can't be read, 5 for a request the device refuses.
+int answer_sg_write_buffer(const std::vector<std::string> &args) {
+    std::string device, in;
+    int id = -1, mode = -1;
+    for (const std::string &a : args) {
+        if (a.rfind("--id=", 0) == 0)
+            id = std::atoi(a.c_str() + 5);
+        else if (a.rfind("--in=", 0) == 0)
+            in = a.substr(5);
+        else if (a.rfind("--mode=", 0) == 0)
+            mode = std::atoi(a.c_str() + 7);
+        else if (!a.empty() && a[0] != '-')
+            device = a;
+    }
+    std::string node = device.substr(device.rfind('/') + 1);
+    SesDescription d;
+    if (node.empty() || !load(node, d))
+        return nashal::sim::tool::scripted_answer("sg_write_buffer", args);
+    if (in.empty() || !nashal::sim::exists(in)) {
+        fprintf(stderr, "sg_write_buffer: unable to open input file: %s\n", in.c_str());
+        return 15;
+    }
+    const std::string payload = nashal::sim::read_file(in);
+    const bool firmware_ok =
+        payload.size() >= 4 && std::all_of(payload.begin(), payload.begin() + 4,
+                                           [](char c) { return c > 0x20 && c < 0x7f; });
+    if (mode != 2 || (id != 0 && id != 1) || (id == 0 && !firmware_ok)) {
+        fprintf(stderr, "Write buffer: Illegal request\n");
+        return 5;
+    }
+    if (id == 1)
+        d.mfg_bytes = static_cast<long>(payload.size());
+    else
+        d.pending_revision = payload.substr(0, 4);
+    save(node, d);
+    return 0;
+}
+
 }  // namespace
 
+NASHAL_STAND_IN("sg_write_buffer", answer_sg_write_buffer);
 NASHAL_STAND_IN("sg_ses", answer_sg_ses);
 NASHAL_STAND_IN("sg_senddiag", answer_sg_senddiag);

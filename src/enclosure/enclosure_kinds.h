@@ -33,4 +33,10 @@ inline bool is_sas(const char *enc_sys_id) {
 
 }  // namespace nashal::enclosure
 
+extern "C" {
+// The main unit's serial number, by "BOARD_SN_DEVICE" (board_identity_routes.cpp). 0 or negative.
+int root_get_board_sn(char *buffer, int size);
+int root_set_board_sn(const char *serial);
+}
+
 #endif  // NASHAL_ENCLOSURE_ENCLOSURE_KINDS_H

@@ -14,6 +14,7 @@
 #include "foundation/shell_command.h"
 #include "nashal/comm_path.h"
 #include "nashal/hal_trace.h"
+#include "nashal/se_board.h"
 #include "nashal/se_sys.h"
 #include "os/os_seam.h"
 #include "topology/model_file.h"
@@ -315,6 +316,21 @@ extern "C" int se_sys_get_sas_addr(const char *id, char *buffer, int size) {
         default:
             return NOT_IMPLEMENTED(id);
     }
+}
+
+extern "C" int se_sys_get_connector_info(const char *id, int *connector_count,
+                                         int *ports_in_connector) {
+    if (classify(id) != Kind::Root || !has_internal_sas(__func__) || !connector_count ||
+        !ports_in_connector)
+        return -1;
+    using nashal::topology::kInternalSas;
+    int32_t count = 0, ports = 0;
+    if (!nashal::topology::model_int(kInternalSas, "EXT_CONNECTOR_COUNT", &count) ||
+        !nashal::topology::model_int(kInternalSas, "EXT_PORTS_IN_CONNECTOR", &ports))
+        return -1;
+    *connector_count = count;
+    *ports_in_connector = ports;
+    return 0;
 }
 
 extern "C" int se_sys_set_sas_addr(const char *id, const char *address) {
