@@ -25,5 +25,7 @@
 #include <nashal/mcu_sys.h>
 #include <nashal/net_sys.h>
 #include <nashal/hal_prt.h>
+#include <nashal/hal_gpio.h>
+#include <nashal/hal_hm.h>
 
 #endif /* NASHAL_HAL_H */
