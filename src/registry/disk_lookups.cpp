@@ -40,10 +40,14 @@ int live_disk_info(const char *who, uint64_t dev_no, PD_INFO *info) {
     return 0;
 }
 
-// The disk recorded under a WWN in the index of /etc/hal.conf.
-bool disk_of_wwn(const char *wwn, int *enc_id, int *port_id) {
+// A name of the disk recorded under a WWN in the index of /etc/hal.conf, by the registry getter.
+int name_of_wwn(const char *wwn, int (*get)(int, int, char *, int), char *buffer, int size) {
     uint32_t pd_id = 0;
-    return se_read_pd_wwn_index(wwn, &pd_id) == 0 && se_get_enc_pd_id(pd_id, enc_id, port_id) == 0;
+    int enc_id = -1;
+    int port_id = -1;
+    if (se_read_pd_wwn_index(wwn, &pd_id) != 0 || se_get_enc_pd_id(pd_id, &enc_id, &port_id) != 0)
+        return -1;
+    return get(enc_id, port_id, buffer, size);
 }
 
 }  // namespace
@@ -135,17 +139,9 @@ extern "C" int PD_Is_In_Front_Of_Root_USB(int enc_id, int port_id) {
 }
 
 extern "C" int PD_Get_Sys_Name_By_WWN(const char *wwn, char *buffer, int size) {
-    int enc_id = -1;
-    int port_id = -1;
-    if (!disk_of_wwn(wwn, &enc_id, &port_id))
-        return -1;
-    return PD_Get_Sys_Name(enc_id, port_id, buffer, size);
+    return name_of_wwn(wwn, PD_Get_Sys_Name, buffer, size);
 }
 
 extern "C" int PD_Get_Ctrl_Name_By_WWN(const char *wwn, char *buffer, int size) {
-    int enc_id = -1;
-    int port_id = -1;
-    if (!disk_of_wwn(wwn, &enc_id, &port_id))
-        return -1;
-    return PD_Get_Ctrl_Name(enc_id, port_id, buffer, size);
+    return name_of_wwn(wwn, PD_Get_Ctrl_Name, buffer, size);
 }
