@@ -1,6 +1,7 @@
 // A disk found by a name outside the registry: its block device node ("/dev/sdc2"), or its place
 // on an external SAS connector of the main unit.
 #include <dirent.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <cstring>
@@ -44,9 +45,18 @@ extern "C" int pd_sys_get_sys_id_by_sys_name(const char *name, char *enc_sys_id_
         ERR_TRACE(HAL_TRACE_ERROR, "%s(%d):System Error\n", __func__, __LINE__);
         return -1;
     }
+    // A partition ("sdc2") has no device of its own: it names its disk, the block device
+    // without the trailing digits.
+    char block[kIdLen];
+    snprintf(block, sizeof block, "%s", slash + 1);
     char path[kPathLen];
-    if (snprintf(path, sizeof path, "%s/%s/device", "/sys/block", slash + 1) >= kPathLen)
-        return -1;
+    snprintf(path, sizeof path, "%s/%s/device", "/sys/block", block);
+    if (access(path, F_OK) != 0) {
+        size_t len = strlen(block);
+        while (len > 0 && block[len - 1] >= '0' && block[len - 1] <= '9')
+            block[--len] = '\0';
+        snprintf(path, sizeof path, "%s/%s/device", "/sys/block", block);
+    }
     if (comm_sys_get_sdev_sysid(path, pd_sys_id_out) != 0)
         return -1;
     // -2 (a disk on an expander of the box itself that no slot lists) is no answer here either.

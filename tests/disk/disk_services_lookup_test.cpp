@@ -36,6 +36,7 @@ TEST_F(DiskServices, DeviceNodeLeadsToTheBackendIds) {
     } cases[] = {
         {"/dev/sda", 0, "root", "sg0"},
         {"/dev/sdh", 0, "root_cache", "sg7"},
+        {"/dev/sdb3", 0, "root", "sg1"},  // a partition names its disk
         {"/dev/sdx", -1, "", ""},  // no such block device
         {"sda", -1, "", ""},       // not a node path
     };
