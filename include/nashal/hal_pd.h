@@ -86,6 +86,48 @@ char *PD_Get_Log_Name(int enc_id, int port_id, char *buffer, int size);
  * byte. */
 int PD_Is_Report_Healthy(int value);
 
+/* ---- Disks as the kernel knows them ----
+ * A dev_no is (major << 8) | minor, the old 16-bit encoding: a minor wider than 8 bits does not
+ * fit. SCSI disks take sixteen minors each ("/dev/sdb3": disk 1, partition 3), sixteen disks a
+ * major: 8, then 65 to 71, then 128 to 135. Names are "/dev/sd" and a base-26 suffix. */
+#define PD_DEV_NO(major, minor) ((((uint64_t)(major)) << 8) | (uint64_t)(minor))
+#define PD_DEV_NO_MAJOR(dev_no) ((int)((dev_no) >> 8))
+#define PD_DEV_NO_MINOR(dev_no) ((int)((dev_no)&0xff))
+
+/* The number in /sys/block/NAME/dev (name without "/dev/"), or 0. */
+uint64_t pd_get_dev_no_from_sysfs(const char *name);
+/* Arithmetic only, no look at the system. 0 or -1. */
+int PD_Get_Sys_Name_By_Dev_No(uint64_t dev_no, char *buffer, int size);
+int PD_Get_Dev_No_By_Sys_Name(const char *name, uint64_t *dev_no);
+/* prefix and the base-26 suffix of index into buffer; -22 when it does not fit, else 0. */
+int pd_format_disk_name(const char *prefix, int index, char *buffer, int size);
+/* Registry, then arithmetic. */
+int PD_Get_Dev_No_By_Id(int enc_id, int port_id, uint64_t *dev_no);
+/* The backend finds the disk behind the name, the registry its place. */
+int PD_Get_Id_By_Sys_Name(const char *name, int *enc_id, int *port_id);
+int PD_Get_Id_By_Dev_No(uint64_t dev_no, int *enc_id, int *port_id);
+int PD_Is_Exist_By_Sys_Name(const char *name);
+/* What the disk reports now, asked of the hardware, not of the registry. */
+int PD_Get_Serial_No_By_Dev_No(uint64_t dev_no, char *buffer, int size);
+int PD_Get_WWN_By_Dev_No(uint64_t dev_no, char *buffer, int size);
+/* 1 if the disk sits in the main unit's own bays ("root"), else 0. */
+int PD_Is_In_Root_By_Dev_No(uint64_t dev_no);
+int PD_Is_In_Root(int enc_id);
+/* 1 if the disk hangs on the chassis's front USB port, directly or behind one hub. */
+int PD_Is_In_Front_Of_Root_USB(int enc_id, int port_id);
+/* Through the WWN index of /etc/hal.conf. 0 or -1. */
+int PD_Get_Sys_Name_By_WWN(const char *wwn, char *buffer, int size);
+int PD_Get_Ctrl_Name_By_WWN(const char *wwn, char *buffer, int size);
+
+/* ---- Boot disks (BootDisk_%d of /etc/hal.conf) ---- */
+/* The boot disk's device name; reloads the USB host driver once if the disk can't be opened. */
+int PD_Get_Boot_Disk(int index, char *buffer, int size);
+/* Before any scan: asks the disk backend (pd_sys_get_boot_disk). */
+int PD_Get_Boot_Disk_At_Startup(int index, char *buffer, int size);
+int PD_Get_Boot_Disk_Serial_No(int index, char *buffer, int size);
+/* Sectors and sector size; a system booting from flash has no record and gets 32768 x 512. 0. */
+int PD_Get_Boot_Disk_Capacity(int index, int64_t *capacity, int *sector_size);
+
 #ifdef __cplusplus
 }
 #endif

@@ -208,6 +208,19 @@ int get_sas_conn_speed(const char *pd_sys_id, int *speed_out, int *max_speed_out
 int get_usb_disk_conn_speed(const char *pd_sys_id, int *speed_out, int *max_speed_out);
 int get_usb_expander_conn_speed(const char *pd_sys_id, int *speed_out, int *max_speed_out);
 
+/* The block device of boot disk `index` (from 0) by the model file alone, before any scan: an ATA
+ * port, a flash device's FLASH_SYS_NAME, or a USB port waited for up to about 30 seconds. 0 or
+ * -1. */
+int pd_sys_get_boot_disk(int index, char *name_out, int name_size);
+/* The block device of the disk on a port of an external SAS connector of the main unit ("root"
+ * only, boards with CAP_INTERNAL_SAS). 0 or -1. */
+int pd_sys_get_sys_name_in_connector(const char *enc_sys_id, int connector, int port_in_connector,
+                                     char *name_out, int name_size);
+/* The backend's ids (32 bytes each) of the disk behind a device node path ("/dev/sdc"). 0 or -1. */
+int pd_sys_get_sys_id_by_sys_name(const char *name, char *enc_sys_id_out, char *pd_sys_id_out);
+/* Switches a slot's power through the switch that POWER_SUPPLY of "System Disk %d" names. */
+int pd_sys_set_power_supply(const char *enc_sys_id, int port_id, int value);
+
 #ifdef __cplusplus
 }
 #endif

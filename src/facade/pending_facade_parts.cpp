@@ -38,10 +38,6 @@ NASHAL_WEAK int se_sys_get_connector_info(const char *, int *, int *) {
     return not_in_build(__func__);
 }
 
-NASHAL_WEAK int pd_sys_get_sys_name_in_connector(const char *, int, int, char *name, int size) {
-    return not_in_build(__func__, name, size);
-}
-
 NASHAL_WEAK int SAS_Expander_Upgrade_Img(const char *, const char *, char *version, int size) {
     return not_in_build(__func__, version, size);
 }

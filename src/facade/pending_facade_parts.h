@@ -15,8 +15,6 @@ int se_sys_upgrade_hba_fw(int slot, const char *image, char *version, int versio
                           int sas_version);
 int se_sys_get_connector_info(const char *enc_sys_id, int *connector_count,
                               int *ports_in_connector);
-int pd_sys_get_sys_name_in_connector(const char *enc_sys_id, int connector, int port_in_connector,
-                                     char *name, int size);
 int SAS_Expander_Upgrade_Img(const char *device, const char *image, char *version, int size);
 }
 

@@ -10,7 +10,6 @@
 #include "nashal/hal_trace.h"
 #include "nashal/ini_conf.h"
 #include "registry/disk_files.h"
-#include "registry/pending_registry_parts.h"
 
 using namespace nashal::registry;
 
@@ -79,11 +78,6 @@ int PD_Boot_Enumerate(uint64_t *array, int capacity, PD_DEV_ENUM_CB callback, vo
     nashal::DirHandle dir(opendir("/sys/block"));
     if (!dir) {
         ERR_TRACE(HAL_TRACE_ERROR, "%s: can't opendir %s!\n", __func__, "/sys/block");
-        return -1;
-    }
-    if (!pd_get_dev_no_from_sysfs) {
-        ERR_TRACE(HAL_TRACE_ERROR, "%s(%d): pd_get_dev_no_from_sysfs is not built yet\n", __func__,
-                  __LINE__);
         return -1;
     }
     int result = -1;

@@ -10,7 +10,6 @@
 #include "nashal/hal_util.h"
 #include "nashal/ini_conf.h"
 #include "registry/disk_files.h"
-#include "registry/pending_registry_parts.h"
 
 using namespace nashal::registry;
 
@@ -167,11 +166,6 @@ char *PD_Get_Size_Str(int enc_id, int port_id, int unit_id, char *buffer, int si
 char *PD_Get_Log_Name(int enc_id, int port_id, char *buffer, int size) {
     if (!buffer)
         return nullptr;
-    if (!SE_Get_Log_Name || !SE_Get_Cache_Enc_Id || !SE_Get_Pci_Cache_Enc_Id) {
-        ERR_TRACE(HAL_TRACE_ERROR, "%s(%d): the enclosure log names are not built yet\n", __func__,
-                  __LINE__);
-        return nullptr;
-    }
     uint32_t pcie_cache = 0;
     if (SE_Get_Pci_Cache_Enc_Id(&pcie_cache) != 0)
         pcie_cache = 0;

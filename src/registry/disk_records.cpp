@@ -10,7 +10,6 @@
 #include "nashal/hal_trace.h"
 #include "nashal/ini_conf.h"
 #include "registry/disk_files.h"
-#include "registry/pending_registry_parts.h"
 
 namespace nashal::registry {
 
@@ -61,15 +60,6 @@ void wwn_text(const PD_INFO *info, char (&out)[sizeof(PD_INFO::wwn)]) {
         snprintf(out, sizeof out, "%.32s", info->serial_no);
     if (!out[0])
         snprintf(out, sizeof out, "%s", info->pd_sys_id);
-}
-
-// The enclosure's number of ports; its max_disk_num, read from the record when the query
-// interface is not in this build.
-int port_count(int enc_id) {
-    if (SE_Get_PD_Port_Num)
-        return SE_Get_PD_Port_Num(enc_id);
-    ENC_INFO enc{};
-    return SE_Get_Info(enc_id, &enc) == 0 ? enc.max_disk_num : 0;
 }
 
 void write_field(const DiskRecord &r, const char *key, const char *value) {
@@ -152,7 +142,7 @@ int place_and_write(int enc_id, int port_id, bool boot, const char *file, PD_INF
     } else {
         // Boot disks arrive numbered from 1 and are kept from 0. A disk without a place of its
         // own takes a number above every real port.
-        int start = boot ? 0 : port_count(enc_id) + 1;
+        int start = boot ? 0 : SE_Get_PD_Port_Num(enc_id) + 1;
         if (boot)
             port_id -= 1;
         if (port_id < 0 &&

@@ -15,7 +15,6 @@
 #include "nashal/ini_conf.h"
 #include "nashal/pd_smart.h"
 #include "nashal/hal_pd.h"
-#include "registry/pending_enclosure_queries.h"
 
 namespace {
 

@@ -89,3 +89,123 @@ extern "C" int SE_Get_Info(int enc_id, ENC_INFO *info) {
     info->cache_port_bitmap = bitmap;
     return result;
 }
+
+namespace {
+
+// One field of the enclosure's section in /etc/hal.conf.
+bool enclosure_text(int enc_id, const char *field, char *buffer, int size) {
+    EnclosureSection s(enc_id);
+    return buffer && size > 0 && Ini_Conf_Get_Field(HAL_CONF_FILE, s.name, field, buffer, size) > 0;
+}
+
+bool enclosure_int(int enc_id, const char *field, int32_t *out, int format = INI_CONF_DEC) {
+    EnclosureSection s(enc_id);
+    return out && Ini_Conf_Get_Field_Int(HAL_CONF_FILE, s.name, field, out, format) > 0;
+}
+
+// A count that answers 0 for an enclosure it can't read: callers size loops with it, and an
+// unknown enclosure has nothing to loop over.
+int enclosure_count(const char *who, int enc_id, const char *field) {
+    ERR_TRACE(HAL_TRACE_CALL, "%s: got called with (%d).\n", who, enc_id);
+    int32_t value = 0;
+    if (!enclosure_int(enc_id, field, &value)) {
+        ERR_TRACE(HAL_TRACE_ERROR, "%s: get enc %d %s = %d!\n", who, enc_id, field, value);
+        return 0;
+    }
+    return value;
+}
+
+}  // namespace
+
+extern "C" int SE_Get_Capability(int enc_id, uint32_t *capability) {
+    ERR_TRACE(HAL_TRACE_CALL, "%s: got called with (%d).\n", __func__, enc_id);
+    int32_t value = 0;
+    if (!capability || !enclosure_int(enc_id, "capability", &value, INI_CONF_HEX))
+        return -1;
+    *capability = static_cast<uint32_t>(value);
+    return 0;
+}
+
+extern "C" int SE_Get_Parent_Sys_Id(int enc_id, char *buffer, int size) {
+    ERR_TRACE(HAL_TRACE_CALL, "%s: got called with (%d).\n", __func__, enc_id);
+    return enclosure_text(enc_id, "enc_parent_sys_id", buffer, size) ? 0 : -1;
+}
+
+extern "C" int SE_Get_Parent_Port_Id(int enc_id, int *port_id) {
+    ERR_TRACE(HAL_TRACE_CALL, "%s: got called with (%d).\n", __func__, enc_id);
+    int32_t value = 0;
+    if (!port_id || !enclosure_int(enc_id, "enc_parent_port_id", &value))
+        return -1;
+    *port_id = value;
+    return 0;
+}
+
+// Daemons have always been given the decimal enc_id here, and key their own records by it; the
+// enclosure's real WWN is only in SE_Get_Info.
+extern "C" int SE_Get_WWN(int enc_id, char *buffer, int size) {
+    ERR_TRACE(HAL_TRACE_CALL, "%s: got called with (%d).\n", __func__, enc_id);
+    return enclosure_text(enc_id, "enc_id", buffer, size) ? 0 : -1;
+}
+
+extern "C" int SE_Get_Protocol(int enc_id) {
+    ERR_TRACE(HAL_TRACE_CALL, "%s: got called with (%d).\n", __func__, enc_id);
+    int32_t value = 0;
+    if (!enclosure_int(enc_id, "protocol", &value)) {
+        ERR_TRACE(HAL_TRACE_WARN, "%s: can't retrieve %s value!\n", __func__, "protocol");
+        return -1;
+    }
+    return value;
+}
+
+extern "C" int SE_Get_PD_Port_Num(int enc_id) {
+    return enclosure_count(__func__, enc_id, "max_disk_num");
+}
+
+extern "C" int SE_Get_FAN_Num(int enc_id) {
+    return enclosure_count(__func__, enc_id, "max_fan_num");
+}
+
+extern "C" int SE_Get_Model(int enc_id, char *buffer, int size) {
+    ERR_TRACE(HAL_TRACE_CALL, "%s: got called with (%d).\n", __func__, enc_id);
+    return enclosure_text(enc_id, "model", buffer, size) ? 0 : -1;
+}
+
+extern "C" int SE_Get_Cacheable_Port_Bitmap(int enc_id, uint32_t *bitmap) {
+    ERR_TRACE(HAL_TRACE_CALL, "%s: got called with (%d).\n", __func__, enc_id);
+    if (!bitmap)
+        return -1;
+    int32_t value = 0;
+    bool found = enclosure_int(enc_id, "cache_port_bitmap", &value, INI_CONF_HEX);
+    *bitmap = found ? static_cast<uint32_t>(value) : 0;
+    return found ? 0 : -1;
+}
+
+extern "C" int SE_Is_Exist(int enc_id) {
+    ERR_TRACE(HAL_TRACE_CALL, "%s: got called with (%d).\n", __func__, enc_id);
+    int32_t value = 0;
+    if (!enclosure_int(enc_id, "enc_id", &value)) {
+        ERR_TRACE(HAL_TRACE_WARN, "%s: can't retrieve %s value!\n", __func__, "enc_id");
+        return 0;
+    }
+    return 1;
+}
+
+extern "C" int SE_Is_Removing(int enc_id) {
+    int32_t value = 0;
+    return enclosure_int(enc_id, "status", &value) && value == SE_STATUS_REMOVING ? 1 : 0;
+}
+
+extern "C" int SE_Is_Internal(int enc_id) {
+    uint32_t capability = 0;
+    return SE_Get_Capability(enc_id, &capability) == 0 && (capability & CAP_INTERNAL) ? 1 : 0;
+}
+
+extern "C" int SE_Is_USB_JBOD(int enc_id) {
+    return SE_Is_Internal(enc_id) && SE_Get_Protocol(enc_id) == ENC_PROTOCOL_USB ? 1 : 0;
+}
+
+extern "C" int SE_Get_PD_Num(int enc_id) {
+    ERR_TRACE(HAL_TRACE_CALL, "%s: got called with (%d).\n", __func__, enc_id);
+    EnclosureConfFile file(enc_id);
+    return Ini_Conf_Bitmap_Get_Set_Count(file.name, kIndex, "pd_bitmap");
+}

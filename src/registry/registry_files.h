@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 
 #include "nashal/hal_se.h"
 
@@ -38,6 +39,14 @@ struct SysIdField {
         snprintf(name, sizeof name, "enc_sysid_%s", enc_sys_id);
     }
 };
+
+// The enclosure's enc_sys_id in a cleared buffer of N bytes, as every call that forwards by
+// enc_id looks it up (a shorter buffer cuts the id); false when the enclosure is not attached.
+template <size_t N>
+bool lookup_sys_id(int enc_id, char (&sys_id)[N]) {
+    memset(sys_id, 0, N);
+    return se_lookup_sys_id(enc_id, sys_id, static_cast<int>(N)) == 0;
+}
 
 }  // namespace nashal::registry
 

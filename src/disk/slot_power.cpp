@@ -1,0 +1,54 @@
+// Switching the power of one disk slot, for boards whose model names a switch per bay.
+#include <cstdio>
+#include <cstring>
+#include <strings.h>
+
+#include "disk/disk_model.h"
+#include "nashal/comm_model.h"
+#include "nashal/hal_trace.h"
+#include "nashal/i2c_sys.h"
+#include "nashal/pd_sys.h"
+
+using namespace nashal::disk;
+
+// The Thunderbolt enclosures' own slot switches are driven by their backend; until it is linked
+// in, a Thunderbolt slot's power is left as it is (the result was never looked at anyway).
+extern "C" __attribute__((weak)) int thunderbolt_set_hdd_led(const char *enc_sys_id, int port_id,
+                                                             int on, const char *field);
+
+extern "C" int pd_sys_set_power_supply(const char *enc_sys_id, int port_id, int value) {
+    if (!enc_sys_id)
+        return -1;
+    if (strcmp(enc_sys_id, "root") == 0) {
+        char section[HAL_NAME_LEN];
+        snprintf(section, sizeof section, "%s %d",
+                 main_unit_enclosure(MainUnitKind::System).slot_prefix, port_id);
+        char setting[HAL_CMD_LEN] = {};
+        if (!model_text(section, "POWER_SUPPLY", setting)) {
+            ERR_TRACE(HAL_TRACE_ERROR,
+                      "%s(%d): NOT implement. Something wrong with config field %s = %s\n",
+                      __func__, __LINE__, "POWER_SUPPLY", setting);
+            return -1;
+        }
+        int32_t address = 0;
+        int32_t reg = 0;
+        int32_t bit = -1;
+        if (strncasecmp(setting, "I2C", 3) != 0 || comm_sys_parse_c_i2c(setting, &address) < 0 ||
+            comm_sys_parse_c_gpio(setting + 3, &reg, &bit) < 0 || bit < 0 || bit > 7) {
+            ERR_TRACE(HAL_TRACE_ERROR, "%s(%d): NOT implement.\n", __func__, __LINE__);
+            return -1;
+        }
+        i2c_sys_dev_send_byte_data(0, address, reg, bit, value);
+        return 0;
+    }
+    if (strncmp(enc_sys_id, "i2c", 3) == 0) {
+        if (thunderbolt_set_hdd_led)
+            thunderbolt_set_hdd_led(enc_sys_id, port_id, value, "POWER_SUPPLY");
+        else
+            ERR_TRACE(HAL_TRACE_ERROR, "%s(%d): the Thunderbolt slot switches are not built\n",
+                      __func__, __LINE__);
+        return 0;
+    }
+    ERR_TRACE(HAL_TRACE_ERROR, "%s(%d): NOT implement.\n", __func__, __LINE__);
+    return 0;
+}
