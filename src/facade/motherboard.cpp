@@ -6,7 +6,8 @@
 #include <cstring>
 
 #include "drivers/pending_drivers.h"
-#include "facade/pending_facade_parts.h"
+#include "nashal/sas_expander_fw.h"
+#include "nashal/se_board.h"
 #include "foundation/text.h"
 #include "nashal/comm_ses.h"
 #include "nashal/hal_mb.h"

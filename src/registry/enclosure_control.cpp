@@ -12,14 +12,10 @@
 #include "nashal/ini_conf.h"
 #include "nashal/se_sys.h"
 #include "os/os_seam.h"
+#include "nashal/sas_expander_fw.h"
 #include "registry/registry_files.h"
 
 using namespace nashal::registry;
-
-// The firmware writer of SAS expanders is a separate component; until it is linked in, an
-// upgrade fails with -1 and a trace.
-extern "C" __attribute__((weak)) int SAS_Expander_Upgrade_Img(const char *device, const char *image,
-                                                              char *version, int version_size);
 
 namespace {
 
@@ -116,11 +112,6 @@ extern "C" int SE_Upgrade_FW(int enc_id, const char *image, char *version, int v
     char sys_id[HAL_ID_LEN];
     if (!lookup_sys_id(enc_id, sys_id) || !is_sas(enc_id))
         return -1;
-    if (!SAS_Expander_Upgrade_Img) {
-        ERR_TRACE(HAL_TRACE_ERROR, "%s(%d): the SAS expander firmware writer is not built\n",
-                  __func__, __LINE__);
-        return -1;
-    }
     char device[HAL_NAME_LEN];
     snprintf(device, sizeof device, "/dev/%s", sys_id);
     int result = SAS_Expander_Upgrade_Img(device, image, version, version_size);
