@@ -376,9 +376,15 @@ int answer_sg_start(const std::vector<std::string> &args) {
     Disk disk;
     if (!load_disk(device, disk))
         return nashal::sim::tool::scripted_answer("sg_start", args);
-    if (condition == 3 || stop)
+    if (condition == 3 || stop) {
+        // Spinning down ends a background self test, which then reads as aborted otherwise than
+        // by SEND DIAGNOSTIC.
+        if (const RunningTest running = running_test(disk); running.running) {
+            log_result(disk, running.kind, kSelfTestAbortedOtherwise);
+            remove((disk.dir() + "self_test").c_str());
+        }
         disk.set_file("power", "standby\n");
-    else if (condition == 1 || condition == 2 || start || condition == -1)
+    } else if (condition == 1 || condition == 2 || start || condition == -1)
         disk.set_file("power", "active\n");
     else {
         fprintf(stderr, "start stop unit: Illegal request, Invalid field in cdb\n");

@@ -96,6 +96,7 @@ constexpr uint16_t kMostRecentSelfTest = 1;
 // Results of a self test (low nibble).
 constexpr uint8_t kSelfTestCompleted = 0;
 constexpr uint8_t kSelfTestAbortedByCommand = 1;
+constexpr uint8_t kSelfTestAbortedOtherwise = 2;
 constexpr uint8_t kSelfTestInProgress = 15;
 // Self-test codes of SEND DIAGNOSTIC, as sg_senddiag -s takes them.
 constexpr int kSelfTestBackgroundShort = 1;
