@@ -110,6 +110,14 @@ void trace_bad_response(const char *who, int line, const Sense &sense) {
               sense.header[0]);
 }
 
+// The sense data for a caller that fails alike on every kind of bad answer: 0 or -1.
+int read_sense_or_fail(const char *who, const char *name, Sense &sense) {
+    Read r = read_sense(who, name, sense);
+    if (r == Read::kBadHeader)
+        trace_bad_response(who, __LINE__, sense);
+    return r == Read::kOk ? 0 : -1;
+}
+
 // Runs a command that prints nothing of interest; the shell's result.
 int run(const char *who, const char *command) {
     int result = system(command);
@@ -165,10 +173,7 @@ int get_sas_request_sense(const char *, const char *name, int *sense_out) {
         return -1;
     *sense_out = 0;
     Sense sense;
-    Read r = read_sense(__func__, name, sense);
-    if (r == Read::kBadHeader)
-        trace_bad_response(__func__, __LINE__, sense);
-    if (r != Read::kOk)
+    if (read_sense_or_fail(__func__, name, sense) != 0)
         return -1;
     if (!sense.has_following)
         return 0;
@@ -321,10 +326,7 @@ int pd_sys_get_sas_power(const char *, const char *name, int *power_out) {
     if (!name || !power_out)
         return -1;
     Sense sense;
-    Read r = read_sense(__func__, name, sense);
-    if (r == Read::kBadHeader)
-        trace_bad_response(__func__, __LINE__, sense);
-    if (r != Read::kOk)
+    if (read_sense_or_fail(__func__, name, sense) != 0)
         return -1;
     *power_out = 1;
     if (sense.has_following) {

@@ -42,6 +42,23 @@ uint64_t number(const char *who, const unsigned char *value, size_t length) {
     return nashal::load_be(value, length);
 }
 
+// The two traces of a parameter passed over: the counter pages' and the others' (whose text
+// has no blanks after the commas).
+void trace_unknown_counter(const char *who, int line, unsigned param, size_t offset,
+                           size_t length) {
+    if (who)
+        ERR_TRACE(HAL_TRACE_ERROR,
+                  "%s(%d): Not supported param_code = 0x%x, i = %d, buf_count = %d\n", who, line,
+                  param, static_cast<int>(offset), static_cast<int>(length));
+}
+
+void trace_unknown(const char *who, int line, unsigned param, size_t offset, size_t length) {
+    if (who)
+        ERR_TRACE(HAL_TRACE_ERROR,
+                  "%s(%d): Not supported param_code = 0x%x,i = %d,buf_count = %d\n", who, line,
+                  param, static_cast<int>(offset), static_cast<int>(length));
+}
+
 void clear(uint8_t code, SAS_LOG_PAGE *page) {
     memset(page, 0, sizeof *page);
     page->page = code;
@@ -95,21 +112,19 @@ bool decode_sas_error_counters(const char *who, uint8_t code, const unsigned cha
                                size_t length, SAS_LOG_PAGE *page) {
     clear(code, page);
     auto &body = page->body.error_count;
-    walk_params(
-        params, length, [&](unsigned param, const unsigned char *value, size_t n, size_t offset) {
-            SAS_LOG_U32 *pair = param < 5                    ? &body.counter[param]
-                                : param == kErrorUncorrected ? &body.uncorrected
-                                                             : nullptr;
-            if (pair) {
-                pair->name = get_sas_error_param_name(static_cast<int>(param));
-                pair->value = static_cast<uint32_t>(number(who, value, n));
-            } else if (param != kErrorBytesProcessed && who) {
-                // The bytes processed are passed over in silence: nobody shows them.
-                ERR_TRACE(HAL_TRACE_ERROR,
-                          "%s(%d): Not supported param_code = 0x%x, i = %d, buf_count = %d\n", who,
-                          __LINE__, param, static_cast<int>(offset), static_cast<int>(length));
-            }
-        });
+    walk_params(params, length,
+                [&](unsigned param, const unsigned char *value, size_t n, size_t offset) {
+                    SAS_LOG_U32 *pair = param < 5                    ? &body.counter[param]
+                                        : param == kErrorUncorrected ? &body.uncorrected
+                                                                     : nullptr;
+                    if (pair) {
+                        pair->name = get_sas_error_param_name(static_cast<int>(param));
+                        pair->value = static_cast<uint32_t>(number(who, value, n));
+                    } else if (param != kErrorBytesProcessed) {
+                        // The bytes processed are passed over in silence: nobody shows them.
+                        trace_unknown_counter(who, __LINE__, param, offset, length);
+                    }
+                });
     return true;
 }
 
@@ -127,17 +142,6 @@ bool decode_sas_non_medium_errors(const char *who, uint8_t code, const unsigned 
     });
     return found;
 }
-
-namespace {
-
-void trace_unknown(const char *who, int line, unsigned param, size_t offset, size_t length) {
-    if (who)
-        ERR_TRACE(HAL_TRACE_ERROR,
-                  "%s(%d): Not supported param_code = 0x%x,i = %d,buf_count = %d\n", who, line,
-                  param, static_cast<int>(offset), static_cast<int>(length));
-}
-
-}  // namespace
 
 bool decode_sas_temperature(const char *who, uint8_t code, const unsigned char *params,
                             size_t length, SAS_LOG_PAGE *page) {
@@ -162,29 +166,27 @@ bool decode_sas_start_stop(const char *who, uint8_t code, const unsigned char *p
                            size_t length, SAS_LOG_PAGE *page) {
     clear(code, page);
     auto &body = page->body.start_stop;
-    walk_params(
-        params, length, [&](unsigned param, const unsigned char *value, size_t n, size_t offset) {
-            if (param == kDateOfManufactureParam || param == kAccountingDateParam) {
-                if (n < kDateValueLen)
-                    return;
-                char year[kDateYearLen + 1] = {}, week[kDateWeekLen + 1] = {};
-                memcpy(year, value, kDateYearLen);
-                memcpy(week, value + kDateWeekOffset, kDateWeekLen);
-                SAS_LOG_DATE &date = body.date[param - kDateOfManufactureParam];
-                date.name = get_sas_start_stop_param_name(static_cast<int>(param));
-                snprintf(date.value, sizeof date.value, "%s %s", year, week);
-            } else if (param >= kFirstCycleParam && param <= kLastCycleParam) {
-                if (n < kCycleValueLen)
-                    return;
-                SAS_LOG_U32 &pair = body.counter[param - kFirstCycleParam];
-                pair.name = get_sas_start_stop_param_name(static_cast<int>(param));
-                pair.value = load_be32(value);
-            } else if (who) {
-                ERR_TRACE(HAL_TRACE_ERROR,
-                          "%s(%d): Not supported param_code = 0x%x, i = %d, buf_count = %d\n", who,
-                          __LINE__, param, static_cast<int>(offset), static_cast<int>(length));
-            }
-        });
+    walk_params(params, length,
+                [&](unsigned param, const unsigned char *value, size_t n, size_t offset) {
+                    if (param == kDateOfManufactureParam || param == kAccountingDateParam) {
+                        if (n < kDateValueLen)
+                            return;
+                        char year[kDateYearLen + 1] = {}, week[kDateWeekLen + 1] = {};
+                        memcpy(year, value, kDateYearLen);
+                        memcpy(week, value + kDateWeekOffset, kDateWeekLen);
+                        SAS_LOG_DATE &date = body.date[param - kDateOfManufactureParam];
+                        date.name = get_sas_start_stop_param_name(static_cast<int>(param));
+                        snprintf(date.value, sizeof date.value, "%s %s", year, week);
+                    } else if (param >= kFirstCycleParam && param <= kLastCycleParam) {
+                        if (n < kCycleValueLen)
+                            return;
+                        SAS_LOG_U32 &pair = body.counter[param - kFirstCycleParam];
+                        pair.name = get_sas_start_stop_param_name(static_cast<int>(param));
+                        pair.value = load_be32(value);
+                    } else {
+                        trace_unknown_counter(who, __LINE__, param, offset, length);
+                    }
+                });
     return true;
 }
 
