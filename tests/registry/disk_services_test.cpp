@@ -13,6 +13,7 @@
 #include "nashal/pd_sys.h"
 #include "sim/appliance.h"
 #include "sim/fs.h"
+#include "sim/sas_disk_model.h"
 #include "sim/sata_smart_model.h"
 #include "sim/sg_io_model.h"
 
@@ -121,6 +122,46 @@ TEST_F(DiskServices, SasUsbAndUnknownDisksGetTheirFailures) {
         EXPECT_NE(log().find(c.trace), std::string::npos);
     }
     EXPECT_EQ(out, 0) << "the log pages clear the sense code before asking for it";
+}
+
+// The monitoring service's round for a SAS disk: log pages and self test through the service
+// calls, a record composed from them in the cache, and the summary the management pages read.
+TEST_F(DiskServices, ASasDisksHealthTemperatureAndSelfTestReachTheSmartCache) {
+    write_file("/sim/inq/sg4", "type 0\nvendor SEAGATE\nmodel ST8000NM0075\n");
+    write_file("/dev/sg4", "");
+    set_sas_disk_value("", "sg4", "temperature", "47");
+    set_sas_disk_value("", "sg4", "grown_defects", "150");
+    set_sas_disk_file("", "sg4", "iec", "0 0 1 0 0 0 1 6 300 0\n");
+    set_sas_disk_file("", "sg4", "self_test_log", "short 3 900\n");
+    SAS_LOG_PAGE pages[16];
+    int sense = 0;
+    int n = PD_Get_SCSI_Log_Pages(0, 2, &sense, pages, 16);
+    ASSERT_GT(n, 0);
+    EXPECT_EQ(sense, 0x5D14) << "failure predicted: too many reassigned blocks";
+    PD_SMART_INFO *r = static_cast<PD_SMART_INFO *>(calloc(1, PD_SMART_INFO_SIZE(0)));
+    for (int i = 0; i < n; ++i) {
+        if (pages[i].page == SAS_LOG_PAGE_TEMPERATURE)
+            r->temperature = static_cast<int32_t>(pages[i].body.temperature.temperature.value);
+        if (pages[i].page == SAS_LOG_PAGE_INFORMATIONAL_EXCEPTION &&
+            pages[i].body.informational_exception.asc.value == 0x5D)
+            r->health = PD_SMART_HEALTH_ERROR;
+    }
+    int status = -1, percent = -1;
+    ASSERT_EQ(PD_Get_SCSI_Self_Test_Status(0, 2, &status, &percent), 0);
+    EXPECT_EQ(status, 3) << "the last test ended in an unknown error";
+    EXPECT_EQ(percent, 100);
+    r->summary_status = status;
+    ASSERT_EQ(PD_SMART_Write_Info(0, 2, r), 0);
+    free(r);
+    EXPECT_EQ(PD_SMART_Is_Error(0, 2), 1);
+    PD_SMART_SUMMARY summary = {};
+    ASSERT_EQ(PD_SMART_Get_Summary(0, 2, &summary), 0);
+    EXPECT_EQ(summary.temperature, 47);
+    EXPECT_EQ(summary.status, 3);
+    int power = -1;
+    ASSERT_EQ(PD_Set_Power_Standby(0, 2), 0);
+    ASSERT_EQ(PD_Get_Power_Status(0, 2, &power), 0);
+    EXPECT_EQ(power, 0);
 }
 
 TEST_F(DiskServices, StandbyOfASataDiskBehindASasControllerTakesTheAtaWayWhenUnsure) {
