@@ -50,6 +50,37 @@ std::string build_sas_adapter(SysfsTree &t, int bus) {
     return t.pci_function(root_port, 0, bus, 0, 0, kPciClassSas);
 }
 
+// What the kernel's ses driver makes of the enclosure services device: an enclosure class device
+// with one component per slot (named by its number, as no element descriptors are given), each
+// linked to the disk it holds and the disk linked back ("enclosure_device:<component>").
+static void kernel_enclosure(SysfsTree &t, const std::string &ses_device, const SasShelfDesc &d,
+                             const std::vector<std::pair<int, std::string>> &disks) {
+    const std::string hctl = ses_device.substr(ses_device.rfind('/') + 1);
+    const std::string enc = ses_device + "/enclosure/" + hctl;
+    char id[24];
+    snprintf(id, sizeof id, "0x%016llx\n", static_cast<unsigned long long>(d.sas_address));
+    t.attribute(enc, "id", id);
+    t.attribute(enc, "components", std::to_string(d.bays) + "\n");
+    symlink_relative(t.at(ses_device), t.at(enc + "/device"));
+    symlink_relative(t.at(enc), t.at("/sys/class/enclosure/" + hctl));
+    for (int bay = 1; bay <= d.bays; ++bay) {
+        const std::string name = std::to_string(bay - 1);
+        const std::string component = enc + "/" + name;
+        auto disk = std::find_if(disks.begin(), disks.end(),
+                                 [bay](const auto &entry) { return entry.first == bay; });
+        t.attribute(component, "type", "array device\n");
+        t.attribute(component, "slot", name + "\n");
+        t.attribute(component, "status", disk == disks.end() ? "not installed\n" : "OK\n");
+        for (const char *attr : {"fault", "locate", "active"})
+            t.attribute(component, attr, "0\n");
+        t.attribute(component, "power_status", "on\n");
+        if (disk != disks.end()) {
+            symlink_relative(t.at(disk->second), t.at(component + "/device"));
+            symlink_relative(t.at(component), t.at(disk->second + "/enclosure_device:" + name));
+        }
+    }
+}
+
 SasShelf build_sas_shelf(SysfsTree &t, const std::string &upstream_port, const SasShelfDesc &d) {
     SasShelf shelf;
     shelf.name = "expander-" + std::to_string(d.host) + ":" + std::to_string(d.number);
@@ -73,6 +104,7 @@ SasShelf build_sas_shelf(SysfsTree &t, const std::string &upstream_port, const S
     ses << "type 0x17 " << d.bays << "\ntype 0x02 2\ntype 0x03 6\ntype 0x04 4\n"
         << "type 0x0c 2\ntype 0x0e 1\ntype 0x19 4\n";
 
+    std::vector<std::pair<int, std::string>> disk_devices;  // bay, .../H:C:T:L
     std::string block = d.first_block;
     int sg = d.first_disk_sg;
     int target = d.first_target;
@@ -87,7 +119,7 @@ SasShelf build_sas_shelf(SysfsTree &t, const std::string &upstream_port, const S
         std::string end = t.sas_end_device(port, address, kFirstBayPhy + bay - 1);
         ScsiDesc disk = ScsiDesc::disk(sg, block, "SEAGATE", "ST4000NM0023");
         disk.sas_address = address;
-        t.scsi_device(end, {d.host, 0, target, 0}, disk);
+        disk_devices.emplace_back(bay, t.scsi_device(end, {d.host, 0, target, 0}, disk).device);
         char addr[24];
         snprintf(addr, sizeof addr, "%016llx", static_cast<unsigned long long>(address));
         write_file(t.at("/sim/inq/sg" + std::to_string(sg)),
@@ -109,8 +141,10 @@ SasShelf build_sas_shelf(SysfsTree &t, const std::string &upstream_port, const S
     // The enclosure services device sits on a virtual phy of its own.
     std::string ses_port = t.sas_port(shelf.expander, port_name(d.bays));
     std::string ses_end = t.sas_end_device(ses_port, d.sas_address + 0x3e, kFirstBayPhy + d.bays);
-    t.scsi_device(ses_end, {d.host, 0, target, 0},
-                  ScsiDesc::enclosure(d.ses_sg, d.vendor, d.product));
+    std::string ses_device = t.scsi_device(ses_end, {d.host, 0, target, 0},
+                                           ScsiDesc::enclosure(d.ses_sg, d.vendor, d.product))
+                                 .device;
+    kernel_enclosure(t, ses_device, d, disk_devices);
     write_file(t.at("/sim/inq/sg" + std::to_string(d.ses_sg)),
                "type 13\nvendor " + d.vendor + "\nmodel " + d.product + "\nrev 0110\nserial " +
                    d.serial + "\n");

@@ -71,16 +71,103 @@ int set_sata_self_test(const char *device, int mode);
 /* Sends the SCT command sector (512 bytes); a "get" answers into timer_out when given. */
 int do_sata_error_timer(const char *device, uint8_t *sector_512, int *timer_out);
 
-/* ---- SAS disks (their log pages and commands) ---- */
+/* ---- SAS disks: log pages and commands through the sg3_utils tools ----
+ * `name` is the pd_sys_id ("sg3"); the tools address /dev/<name>. */
 
-struct SAS_LOG_PAGE;
+/* One named value of a decoded log page. The names are static texts; a parameter the disk
+ * doesn't report leaves its pair null and 0. */
+typedef struct SAS_LOG_U32 {
+    const char *name;
+    uint32_t value;
+} SAS_LOG_U32;
+typedef struct SAS_LOG_U64 {
+    const char *name;
+    uint64_t value;
+} SAS_LOG_U64;
+typedef struct SAS_LOG_U8 {
+    const char *name;
+    uint8_t value;
+} SAS_LOG_U8;
+/* A date of the start-stop page: four characters of year, a blank, two of week ("2019 05"). */
+typedef struct SAS_LOG_DATE {
+    const char *name;
+    char value[8];
+} SAS_LOG_DATE;
+
+/* Log pages with a decoder. */
+#define SAS_LOG_PAGE_SUPPORTED 0x00
+#define SAS_LOG_PAGE_WRITE_ERROR 0x02
+#define SAS_LOG_PAGE_READ_ERROR 0x03
+#define SAS_LOG_PAGE_VERIFY_ERROR 0x05
+#define SAS_LOG_PAGE_NON_MEDIUM_ERROR 0x06
+#define SAS_LOG_PAGE_TEMPERATURE 0x0D
+#define SAS_LOG_PAGE_START_STOP 0x0E
+#define SAS_LOG_PAGE_SELF_TEST 0x10
+#define SAS_LOG_PAGE_POWER_TRANSITIONS 0x1A
+#define SAS_LOG_PAGE_INFORMATIONAL_EXCEPTION 0x2F
+
+/* One decoded page: its code and the body of that code. */
+typedef struct SAS_LOG_PAGE {
+    uint32_t page;
+    union {
+        struct {                         /* 0x02, 0x03, 0x05 */
+            SAS_LOG_U32 counter[5];      /* parameters 0 to 4 */
+            SAS_LOG_U64 bytes_processed; /* parameter 5: never filled */
+            SAS_LOG_U32 uncorrected;     /* parameter 6 */
+        } error_count;
+        struct { /* 0x06 */
+            SAS_LOG_U32 count;
+        } non_medium_error;
+        struct { /* 0x0D, degrees Celsius */
+            SAS_LOG_U32 temperature;
+            SAS_LOG_U32 reference;
+        } temperature;
+        struct {                    /* 0x0E */
+            SAS_LOG_DATE date[2];   /* parameters 1 and 2 */
+            SAS_LOG_U32 counter[4]; /* parameters 3 to 6 */
+        } start_stop;
+        struct { /* 0x2F */
+            SAS_LOG_U8 asc;
+            SAS_LOG_U8 ascq;
+        } informational_exception;
+    } body;
+} SAS_LOG_PAGE;
+
+/* Self-test results of the self-test page (low nibble of the result byte). */
+#define SAS_SELF_TEST_IN_PROGRESS 15
+
+/* Decodes every supported page the disk lists with a decoder, up to pages_size entries; the
+ * sense code of the disk (ASC in bits 15-8, ASCQ in 7-0) into sense_out. Returns the number of
+ * pages decoded, -1, or -2 when the list of pages is empty or unusable. */
 int pd_sys_get_sas_smart(const char *enc_sys_id, const char *name, int *sense_out,
                          struct SAS_LOG_PAGE *pages, int pages_size);
+/* The most recent self-test result into status_out (0 when the disk reports none) and, for a
+ * finished test, 100 into percent_out; for a running one the progress. 0, -1 or -2. */
 int pd_sys_get_sas_self_test_progress(const char *enc_sys_id, const char *name, int *status_out,
                                       int *percent_out);
+/* Modes PD_SELF_TEST_*; another mode is -1. The result is the shell's. */
 int pd_sys_set_sas_self_test(const char *enc_sys_id, const char *name, int mode);
 int pd_sys_set_sas_standby(const char *enc_sys_id, const char *name);
+/* power_out: 1 awake, 0 in standby by command. 0 or -1. */
 int pd_sys_get_sas_power(const char *enc_sys_id, const char *name, int *power_out);
+/* Makes the disk report failure prediction when asked (informational exceptions mode page). */
+int pd_sys_set_sas_warning(const char *enc_sys_id, const char *name);
+/* 0 when the disk (whole node path, "/dev/sg3") lists the power condition transitions page. */
+int get_sas_pwr_standby_support(const char *pd_ctrl_name);
+/* The sense code (ASC << 8 | ASCQ) of REQUEST SENSE into sense_out (0 first). 0 or -1. */
+int get_sas_request_sense(const char *enc_sys_id, const char *name, int *sense_out);
+
+/* The page decoders, each reading page `page_code` of the disk into `page`. 0 or -1. */
+int get_sas_log_error_count(const char *name, int page_code, struct SAS_LOG_PAGE *page);
+int get_sas_log_non_medium_error(const char *name, int page_code, struct SAS_LOG_PAGE *page);
+int get_sas_log_temperature(const char *name, int page_code, struct SAS_LOG_PAGE *page);
+int get_sas_log_start_stop_count(const char *name, int page_code, struct SAS_LOG_PAGE *page);
+int get_sas_log_informational_exception(const char *name, int page_code, struct SAS_LOG_PAGE *page);
+/* Parameter names of the error counter and start-stop pages; "Unknown Parameter code" else. */
+const char *get_sas_error_param_name(int param_code);
+const char *get_sas_start_stop_param_name(int param_code);
+/* A big-endian number of up to 8 bytes; a longer length traces and gives all ones. */
+uint64_t array_to_hex(const unsigned char *bytes, int length);
 
 /* ---- The SMART cache, /tmp/smart/smart_<enc_id>_<port_id>.info ---- */
 

@@ -19,6 +19,7 @@
 #include "foundation/byte_order.h"
 #include "topology/ses_layout.h"
 #include "wire_bytes.h"
+#include "sas_disk.h"
 #include "stand_in.h"
 
 namespace {
@@ -354,6 +355,9 @@ int answer_sg_ses(const std::vector<std::string> &args) {
 // sg_senddiag -p -r H,H,... /dev/sgN: the raw bytes of one diagnostic page. Page 0x80 counts
 // heartbeats and reboots and sets the SAS address; page 0x0f sets the nickname.
 int answer_sg_senddiag(const std::vector<std::string> &args) {
+    // A self test (-s) goes to a SAS disk.
+    if (int status = nashal::sim::tool::answer_sas_disk_self_test(args); status >= 0)
+        return status;
     std::string data;
     std::string device;
     for (size_t i = 0; i < args.size(); ++i) {

@@ -22,10 +22,6 @@ constexpr int kBridgeIdentifyTries = 4;
 
 int collect_behind_sata_bridge(const char *bus, const char *pd_sys_id, int type_index,
                                PD_INFO *info) {
-    if (!get_usb_expander_port) {
-        trace_not_built("getinfo_pd_in_usb_hub", "get_usb_expander_port");
-        return -1;
-    }
     if (get_usb_expander_port(bus, pd_sys_id, type_index, info) != 0)
         info->port_id = -1;
     if (info->capacity == 0) {
@@ -82,10 +78,6 @@ int getinfo_pd_in_sas_expander(const char *enc_sys_id, const char *pd_sys_id, PD
     if (!enc_sys_id || !pd_sys_id || !pd_info ||
         collect_common_steps(enc_sys_id, pd_sys_id, pd_info) != 0 || !strstr(pd_sys_id, "sg"))
         return -1;
-    if (!get_port_in_sas_enclosure) {
-        trace_not_built(__func__, "get_port_in_sas_enclosure");
-        return -1;
-    }
     unsigned char address[8] = {};
     comm_sys_get_sas_target_port_address(pd_sys_id, address);
     get_port_in_sas_enclosure(enc_sys_id, address, pd_info);

@@ -3,11 +3,11 @@
 #include <cstring>
 
 #include "disk/disk_info.h"
-#include "disk/pending_disk_parts.h"
 #include "foundation/byte_order.h"
 #include "foundation/shell_command.h"
 #include "nashal/comm_ses.h"
 #include "nashal/hal_trace.h"
+#include "nashal/pd_smart.h"
 #include "topology/ses_layout.h"
 
 using namespace nashal::topology;
@@ -90,17 +90,13 @@ void fill_sas_info(const char *enc_sys_id, PD_INFO *info, bool test_ssd) {
             info->capabilities &= ~PD_CAP_SSD;
     }
     info->capabilities &= ~PD_CAP_WWN;
-    if (!get_sas_target_device_address)
-        trace_not_built(__func__, "get_sas_target_device_address");
-    else if (get_sas_target_device_address(info->pd_ctrl_name, info->wwn) == 0)
+    if (get_sas_target_device_address(info->pd_ctrl_name, info->wwn) == 0)
         info->capabilities |= PD_CAP_WWN;
     info->capabilities &= ~PD_CAP_STANDBY;
-    if (!get_sas_pwr_standby_support)
-        trace_not_built(__func__, "get_sas_pwr_standby_support");
-    else if (get_sas_pwr_standby_support(info->pd_ctrl_name) == 0)
+    if (get_sas_pwr_standby_support(info->pd_ctrl_name) == 0)
         info->capabilities |= PD_CAP_STANDBY;
     get_sas_capacity(info->pd_ctrl_name, info);
-    if (!pd_sys_set_sas_warning || pd_sys_set_sas_warning(enc_sys_id, info->pd_sys_id) < 0)
+    if (pd_sys_set_sas_warning(enc_sys_id, info->pd_sys_id) < 0)
         ERR_TRACE(HAL_TRACE_ERROR, "%s(%d): pd_sys_id = %s,Set SAS WARNING function fail\n",
                   __func__, __LINE__, info->pd_sys_id);
 }

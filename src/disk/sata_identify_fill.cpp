@@ -4,7 +4,7 @@
 
 #include "disk/ata_layout.h"
 #include "disk/disk_info.h"
-#include "disk/pending_disk_parts.h"
+#include "nashal/pd_smart.h"
 #include "foundation/text.h"
 #include "nashal/comm_ses.h"
 #include "nashal/hal_trace.h"
@@ -83,10 +83,6 @@ bool support_smart_sata_drive(const unsigned char *identify, const char *pd_ctrl
         return true;
     ERR_TRACE(HAL_TRACE_INFO, "%s(%d):SMART support but not enable, enable it.\n", __func__,
               __LINE__);
-    if (!enable_ata_smart) {
-        trace_not_built(__func__, "enable_ata_smart");
-        return false;
-    }
     return enable_ata_smart(pd_ctrl_name, 1) == 0;
 }
 

@@ -37,6 +37,15 @@ constexpr uint64_t load_le(const uint8_t *p, size_t count) {
     return value;
 }
 
+// A big-endian number of `count` bytes (at most 8), as SCSI log parameters hold counters of
+// any width.
+constexpr uint64_t load_be(const uint8_t *p, size_t count) {
+    uint64_t value = 0;
+    for (size_t i = 0; i < count; ++i)
+        value = (value << 8) | p[i];
+    return value;
+}
+
 inline void store_be16(uint8_t *p, uint16_t v) {
     p[0] = static_cast<uint8_t>(v >> 8);
     p[1] = static_cast<uint8_t>(v);

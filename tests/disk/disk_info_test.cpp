@@ -161,7 +161,8 @@ TEST_F(ExampleBoard, SasDisksInRootAreFilledFromInquiryAndReadCapacity) {
     EXPECT_EQ(runs, (std::vector<std::string>{
                         "/sbin/sg_inq -r /dev/sg0", "/sbin/sg_inq -p 0x80 -r /dev/sg0",
                         "/sbin/sg_inq -p 0xb1 -r /dev/sg0", "/sbin/sg_inq --page=0x83 -rr /dev/sg0",
-                        "/sbin/sg_readcap -l -r /dev/sg0"}));
+                        "/sbin/sg_logs -p 0x0 -r /dev/sg0", "/sbin/sg_readcap -l -r /dev/sg0"}));
+    EXPECT_NE(sas.capabilities & PD_CAP_STANDBY, 0u) << "it lists the power condition page";
 }
 
 class SasFill : public ::testing::Test {

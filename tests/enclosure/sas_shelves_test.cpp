@@ -3,6 +3,7 @@
 // is found in the bay the enclosure reports, and every control reaches its element and reads
 // back.
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstring>
@@ -221,6 +222,55 @@ TEST_F(SasShelves, EveryDiskIsFoundInTheBayTheEnclosureReports) {
     char *few[4] = {};
     EXPECT_EQ(enumerate_pd_in_sas_expander("sg30", few, 4), 24) << "all are counted";
     take(few, 4);
+}
+
+TEST_F(SasShelves, ADiskOfAShelfIsCollectedWithItsBayAndTheKernelPlacesItAlike) {
+    // The first disk, and one behind the empty bay, through the whole collector.
+    for (size_t i : {size_t{0}, size_t{4}}) {
+        const std::string sg = "sg" + std::to_string(first.disk_sgs[i]);
+        SCOPED_TRACE(sg);
+        PD_INFO info{};
+        ASSERT_EQ(pd_sys_getinfo("sg10", sg.c_str(), &info), 0);
+        EXPECT_EQ(info.port_id, first.bays[i]);
+        EXPECT_EQ(info.type, PD_TYPE_SAS);
+        EXPECT_STREQ(info.enc_sys_id, "sg10");
+        EXPECT_EQ(std::string(info.pd_sys_name), "/dev/" + first.blocks[i]);
+        EXPECT_STREQ(info.vendor, "SEAGATE ");
+        EXPECT_EQ(info.capabilities & (PD_CAP_WWN | PD_CAP_SMART | PD_CAP_SELF_TEST |
+                                       PD_CAP_SERIAL | PD_CAP_STANDBY),
+                  static_cast<uint32_t>(PD_CAP_WWN | PD_CAP_SMART | PD_CAP_SELF_TEST |
+                                        PD_CAP_SERIAL | PD_CAP_STANDBY));
+        unsigned char address[8];
+        for (int b = 0; b < 8; ++b)
+            address[b] = static_cast<unsigned char>(first.disk_addresses[i] >> (56 - 8 * b));
+        EXPECT_EQ(memcmp(info.wwn, address, 8), 0) << "the target device's SAS address";
+        EXPECT_EQ(read_file("/sim/sas/" + sg + "/iec"), "0 0 1 0 0 0 1 6 300 0\n")
+            << "the disk was told to report failure prediction when asked";
+    }
+
+    // The kernel's enclosure class: a component per slot, each holding the disk the SES page
+    // places there, and the disk pointing back at it.
+    const std::string enc = "/sys/class/enclosure/";
+    std::vector<std::string> enclosures = list_dir(enc);
+    ASSERT_EQ(enclosures.size(), 2u);
+    for (const auto &name : enclosures) {
+        char target[512] = {};
+        ASSERT_GT(readlink((enc + name + "/device").c_str(), target, sizeof target - 1), 0);
+        const bool is_first = read_file(enc + name + "/components") == "12\n";
+        const SasShelf &shelf = is_first ? first : second;
+        for (size_t i = 0; i < shelf.disk_sgs.size(); ++i) {
+            const std::string component = enc + name + "/" + std::to_string(shelf.bays[i] - 1);
+            EXPECT_TRUE(
+                exists(component + "/device/scsi_generic/sg" + std::to_string(shelf.disk_sgs[i])))
+                << component;
+            EXPECT_EQ(read_file(component + "/status"), "OK\n");
+            EXPECT_TRUE(exists(component + "/device/enclosure_device:" +
+                               std::to_string(shelf.bays[i] - 1) + "/slot"));
+        }
+        if (is_first) {
+            EXPECT_EQ(read_file(enc + name + "/4/status"), "not installed\n") << "bay 5";
+        }
+    }
 }
 
 TEST_F(SasShelves, ControlsReachTheirElementsAndReadBack) {

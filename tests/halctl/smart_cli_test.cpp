@@ -8,6 +8,7 @@
 #include "halctl/halctl_runner.h"
 #include "sim/appliance.h"
 #include "sim/fs.h"
+#include "sim/sas_disk_model.h"
 #include "sim/sata_smart_model.h"
 #include "sim/sg_io_model.h"
 
@@ -89,6 +90,44 @@ TEST_F(SmartCli, SelfTestsStartAndAbortByEnclosureAndSlot) {
     EXPECT_TRUE(has_field(r.out, "self_test_status", "15")) << r.out;
     ASSERT_EQ(board_.run("smart-test 0 4 abort").status, 0);
     EXPECT_EQ(ata_state(board_.dir(), "sg2", "self_test"), "aborted");
+}
+
+// A SAS disk answers smart in the same shape, from its log pages, and takes the same commands.
+TEST_F(SmartCli, ASasDiskAnswersInTheSameShape) {
+    const std::string d = board_.dir();
+    write_file(d + "/etc/hal.conf", "[Enclosure_0]\nenc_sys_id = root\n");
+    write_file(d + "/etc/enclosure_0.conf",
+               "[PhysicalDisk_2]\nport_id = 2\npd_sys_id = sg3\nenc_sys_id = root\ntype = 1\n");
+    write_file(d + "/dev/sg3", "");
+    write_file(d + "/sim/inq/sg3", "type 0\nvendor SEAGATE\nmodel ST12000NM0027\n");
+    set_sas_disk_value(d, "sg3", "temperature", "44");
+    auto r = board_.run("--json smart 0 2");
+    ASSERT_EQ(r.status, 0) << r.out;
+    EXPECT_EQ(r.out.rfind("{\"disk\": \"enclosure 0 slot 2\", \"verdict\": \"good\", "
+                          "\"self_test_status\": 0, \"self_test_percent\": 100",
+                          0),
+              0u)
+        << r.out;
+    EXPECT_NE(r.out.find("{\"id\": 13, \"name\": \"Temperature\", \"flags\": 0, \"value\": 0, "
+                         "\"worst\": 0, \"threshold\": 0, \"raw\": 44}"),
+              std::string::npos)
+        << r.out;
+    EXPECT_NE(r.out.find("\"name\": \"Date of Manufacture\", \"flags\": 0, \"value\": 0, "
+                         "\"worst\": 0, \"threshold\": 0, \"raw\": 201905}"),
+              std::string::npos);
+
+    set_sas_disk_value(d, "sg3", "grown_defects", "500");
+    ASSERT_EQ(board_.run("smart-test 0 2 short").status, 0);
+    set_sas_disk_file(d, "sg3", "self_test", "short progress 16384\n");
+    r = board_.run("smart 0 2");
+    EXPECT_TRUE(has_field(r.out, "verdict", "threshold exceeded")) << r.out;
+    EXPECT_TRUE(has_field(r.out, "self_test_status", "15")) << r.out;
+    EXPECT_TRUE(has_field(r.out, "self_test_percent", "25")) << r.out;
+    ASSERT_EQ(board_.run("standby 0 2").status, 0);
+    r = board_.run("power-mode 0 2");
+    EXPECT_TRUE(has_field(r.out, "power_mode", "standby")) << r.out;
+    r = board_.run("smart 0 2");
+    EXPECT_TRUE(has_field(r.out, "self_test_status", "2")) << "spinning down ends the test";
 }
 
 TEST_F(SmartCli, WrongArgumentsAndAbsentDisks) {

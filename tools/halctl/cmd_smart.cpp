@@ -5,7 +5,11 @@
 #include <string>
 #include <vector>
 
+#include <cstdlib>
+#include <cstring>
+
 #include "halctl.h"
+#include "nashal/hal_pd.h"
 #include "nashal/pd_smart.h"
 
 namespace {
@@ -80,25 +84,98 @@ void print_json(const Disk &disk, int verdict, int test_status, int percent, int
     printf("%s\n", s.c_str());
 }
 
+// A SAS disk's log pages in the shape of SMART attributes: one row per value a page reports,
+// its id the page code and its raw value the number (a date as YYYYWW).
+int sas_rows(const SAS_LOG_PAGE *pages, int n, SMART_ATTR *attrs, int room, int &verdict) {
+    int count = 0;
+    auto add = [&](uint32_t page, const char *name, uint64_t raw) {
+        if (!name || count >= room)
+            return;
+        SMART_ATTR &a = attrs[count++];
+        a.id = static_cast<int32_t>(page);
+        snprintf(a.name, sizeof a.name, "%s", name);
+        a.raw = raw;
+    };
+    for (int i = 0; i < n; ++i) {
+        const SAS_LOG_PAGE &p = pages[i];
+        switch (p.page) {
+            case SAS_LOG_PAGE_WRITE_ERROR:
+            case SAS_LOG_PAGE_READ_ERROR:
+            case SAS_LOG_PAGE_VERIFY_ERROR:
+                for (const auto &c : p.body.error_count.counter)
+                    add(p.page, c.name, c.value);
+                add(p.page, p.body.error_count.uncorrected.name,
+                    p.body.error_count.uncorrected.value);
+                break;
+            case SAS_LOG_PAGE_NON_MEDIUM_ERROR:
+                add(p.page, p.body.non_medium_error.count.name,
+                    p.body.non_medium_error.count.value);
+                break;
+            case SAS_LOG_PAGE_TEMPERATURE:
+                add(p.page, p.body.temperature.temperature.name,
+                    p.body.temperature.temperature.value);
+                add(p.page, p.body.temperature.reference.name, p.body.temperature.reference.value);
+                break;
+            case SAS_LOG_PAGE_START_STOP:
+                for (const auto &d : p.body.start_stop.date)
+                    add(p.page, d.name,
+                        static_cast<uint64_t>(atoi(d.value)) * 100 +
+                            static_cast<uint64_t>(atoi(d.value + (strlen(d.value) > 5 ? 5 : 0))));
+                for (const auto &c : p.body.start_stop.counter)
+                    add(p.page, c.name, c.value);
+                break;
+            case SAS_LOG_PAGE_INFORMATIONAL_EXCEPTION: {
+                const auto &ie = p.body.informational_exception;
+                add(p.page, ie.asc.name, ie.asc.value);
+                add(p.page, ie.ascq.name, ie.ascq.value);
+                // A predicted failure (ASC 5Dh) is the SAS disk's exceeded threshold.
+                verdict = ie.asc.value == 0x5D ? ATA_SMART_STATUS_THRESHOLD_EXCEEDED
+                                               : ATA_SMART_STATUS_GOOD;
+                break;
+            }
+            default:
+                break;
+        }
+    }
+    return count;
+}
+
+bool is_sas(const Disk &disk) {
+    PD_INFO info = {};
+    return !disk.by_node && PD_Get_Info(disk.enc_id, disk.port_id, &info) == 0 &&
+           info.type == PD_TYPE_SAS;
+}
+
 }  // namespace
 
 HALCTL_COMMAND(cmd_smart, "smart", "ENC_ID PORT | /dev/sgN",
-               "read a SATA disk's SMART attributes, thresholds, verdict and self-test state "
-               "from the disk") {
+               "read a disk's SMART attributes, thresholds, verdict and self-test state from the "
+               "disk (a SAS disk by enclosure and slot: its log pages)") {
     Disk disk;
     if (parse_disk(ctx.args, disk) != ctx.args.size() || ctx.args.empty())
         return halctl::usage_error(ctx, "smart takes an enclosure id and slot, or /dev/sgN");
     SMART_ATTR attrs[SMART_ATTR_MAX] = {};
     int verdict = -1, test_status = -1, percent = -1, short_min = -1, ext_min = -1;
-    int count =
-        disk.by_node
-            ? pd_sys_get_ata_smart("", disk.node.c_str(), &verdict, attrs, SMART_ATTR_MAX,
-                                   &test_status, &percent, &short_min, &ext_min)
-            : PD_SMART_Get_ATA_Info(disk.enc_id, disk.port_id, &verdict, attrs, SMART_ATTR_MAX,
-                                    &test_status, &percent, &short_min, &ext_min);
+    int count;
+    if (is_sas(disk)) {
+        SAS_LOG_PAGE pages[16];
+        int sense = 0;
+        int n = PD_Get_SCSI_Log_Pages(disk.enc_id, disk.port_id, &sense, pages, 16);
+        count = n < 0 ? -1 : sas_rows(pages, n, attrs, SMART_ATTR_MAX, verdict);
+        if (count >= 0 &&
+            PD_Get_SCSI_Self_Test_Status(disk.enc_id, disk.port_id, &test_status, &percent) != 0)
+            test_status = percent = -1;
+    } else {
+        count =
+            disk.by_node
+                ? pd_sys_get_ata_smart("", disk.node.c_str(), &verdict, attrs, SMART_ATTR_MAX,
+                                       &test_status, &percent, &short_min, &ext_min)
+                : PD_SMART_Get_ATA_Info(disk.enc_id, disk.port_id, &verdict, attrs, SMART_ATTR_MAX,
+                                        &test_status, &percent, &short_min, &ext_min);
+    }
     if (count < 0)
         return halctl::failure("no SMART data from " + disk.label() +
-                               " (not a SATA disk, no SMART, or no answer; see the trace log)");
+                               " (a USB disk, no SMART, or no answer; see the trace log)");
     if (ctx.out.json()) {
         print_json(disk, verdict, test_status, percent, short_min, ext_min, attrs, count);
         return halctl::kOk;
