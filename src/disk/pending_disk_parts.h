@@ -1,8 +1,8 @@
 // Functions of the disk backend that other parts of the library provide: SAS log pages (SAS
-// warning and standby support), the expander and Thunderbolt slot lookups, and ATA SMART enable.
-// Declared weak so this backend links and runs before they exist; a call site tests the address
-// and takes the branch as failed, with a trace, while it is null. Once every one of them is built
-// this header goes, and the call sites call them directly.
+// warning and standby support), the expander and Thunderbolt slot lookups, ATA SMART enable, and
+// the SoC GPIO bits of the disk lights. Declared weak so this backend links and runs before they
+// exist; a call site tests the address and takes the branch as failed, with a trace, while it is
+// null. Once every one of them is built this header goes, and the call sites call them directly.
 #ifndef NASHAL_DISK_PENDING_DISK_PARTS_H
 #define NASHAL_DISK_PENDING_DISK_PARTS_H
 
@@ -19,6 +19,10 @@ __attribute__((weak)) int get_port_in_sas_enclosure(const char *enclosure_sys_id
                                                     PD_INFO *pd_info);
 __attribute__((weak)) int get_usb_expander_port(const char *bus_name, const char *pd_sys_id,
                                                 int type_index, PD_INFO *pd_info);
+// The SoC's memory-mapped GPIO (the disk lights of SoC boards).
+__attribute__((weak)) int soc_sys_set_hdd_err_led(int offset, int bit, int value);
+__attribute__((weak)) int soc_sys_set_present_led(int offset, int bit, int value);
+__attribute__((weak)) int soc_sys_set_active_led(int led, int offset, int bit, int on);
 __attribute__((weak)) int get_pcie_physical_drive_port(const char *pd_sys_id,
                                                        int *physical_port_out,
                                                        int *pci_switch_port_out);

@@ -13,14 +13,6 @@ int not_in_build(const char *who) {
 }
 }  // namespace
 
-extern "C" NASHAL_WEAK int pd_sys_set_err_led(const char *, int, int) {
-    return not_in_build(__func__);
-}
-
-extern "C" NASHAL_WEAK int pd_sys_set_present_led(const char *, int, int) {
-    return not_in_build(__func__);
-}
-
 extern "C" NASHAL_WEAK int soc_sys_get_usb_button(int *) {
     return not_in_build(__func__);
 }
