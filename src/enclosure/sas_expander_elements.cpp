@@ -44,6 +44,21 @@ struct StatusPage {
         return offset < 0 ? nullptr : bytes + offset;
     }
 
+    // The element of bay `bay` (from 1, as the disks' port_id counts them). Element positions
+    // count the type's overall element as 1, and stop at the type's element count: bay k is
+    // the element right after position k. Taking position k itself would light bay k - 1's
+    // lamp (bay 1 would reach the overall element), and position k + 1 would leave the last
+    // bay out of reach.
+    unsigned char *bay(uint8_t type, int bay) {
+        if (bay < 1)
+            return nullptr;
+        int offset =
+            nashal::enclosure::bounded_element_offset(type, bay, types, type_count, length);
+        if (offset < 0 || offset + 2 * static_cast<int>(kSesElementLen) > length)
+            return nullptr;
+        return bytes + offset + kSesElementLen;
+    }
+
     int send(const char *enc_sys_id) {
         return comm_sys_send_ses_enc_control(enc_sys_id, bytes, length);
     }
@@ -93,9 +108,9 @@ unsigned char *slot_element(StatusPage &page, const char *who, const char *enc_s
                             int port_id) {
     if (!page.read(who, enc_sys_id))
         return nullptr;
-    unsigned char *e = page.element(kSesTypeArrayDeviceSlot, port_id);
+    unsigned char *e = page.bay(kSesTypeArrayDeviceSlot, port_id);
     if (!e)
-        e = page.element(kSesTypeDeviceSlot, port_id);
+        e = page.bay(kSesTypeDeviceSlot, port_id);
     if (!e) {
         ERR_TRACE(HAL_TRACE_ERROR, "%s(%d): no slot element %d\n", who, __LINE__, port_id);
         return nullptr;
