@@ -85,6 +85,14 @@ int ok(int r) {
     return r < 0 ? -1 : 0;
 }
 
+// A bit of a plain I/O port: active low, the other way round with ":P".
+int ioport_light(const char *value, int on) {
+    Pin pin;
+    if (!parse_pin(value, 6, on, true, &pin))
+        return -1;
+    return ok(common_sys_set_ioport_bit(pin.first, pin.second, pin.state));
+}
+
 // SoC register bits come with the SoC GPIO driver; until it is linked these lights fail.
 int soc_led(const char *who, int (*call)(int, int, int), const char *name, int a, int b, int c) {
     if (!call) {
@@ -125,11 +133,8 @@ int root_err_led(const char *enc_sys_id, int port_id, int on) {
         return soc_led(who, soc_sys_set_hdd_err_led, "soc_sys_set_hdd_err_led", pin.first,
                        pin.second, pin.state);
     }
-    if (method(value, "IOPORT")) {
-        if (!parse_pin(value, 6, on, true, &pin))
-            return -1;
-        return ok(common_sys_set_ioport_bit(pin.first, pin.second, pin.state));
-    }
+    if (method(value, "IOPORT"))
+        return ioport_light(value, on);
     if (method(value, "GPIO")) {
         if (!parse_pin(value, 4, on, true, &pin))
             return -1;
@@ -265,11 +270,8 @@ int pd_sys_set_present_led(const char *enc_sys_id, int port_id, int on) {
             return soc_led(__func__, soc_sys_set_present_led, "soc_sys_set_present_led", pin.first,
                            pin.second, pin.state);
         }
-        if (method(value, "IOPORT")) {
-            if (!parse_pin(value, 6, on, true, &pin))
-                return -1;
-            return ok(common_sys_set_ioport_bit(pin.first, pin.second, pin.state));
-        }
+        if (method(value, "IOPORT"))
+            return ioport_light(value, on);
         if (method(value, "I2C"))
             return send_i2c(value, on);
         if (method(value, "SIO")) {
@@ -314,11 +316,8 @@ int pd_sys_set_active_led(const char *enc_sys_id, int port_id, int on) {
             }
             return ok(soc_sys_set_active_led(port_id, pin.first, pin.second, pin.state));
         }
-        if (method(value, "IOPORT")) {
-            if (!parse_pin(value, 6, on, true, &pin))
-                return -1;
-            return ok(common_sys_set_ioport_bit(pin.first, pin.second, pin.state));
-        }
+        if (method(value, "IOPORT"))
+            return ioport_light(value, on);
         if (method(value, "I2C"))
             return send_i2c(value, on);
         return not_implemented(__func__, __LINE__);

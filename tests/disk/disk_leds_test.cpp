@@ -93,20 +93,21 @@ std::string describe(const Lit &lit) {
 
 struct Board {
     const char *dir;
-    // Enclosures with bays; the first has every bay driven, the others (the larger shelves,
-    // whose every light costs three sg_ses runs) their first and last bay.
     std::vector<const char *> enclosures;
+    // Every bay driven, or (shelves, whose every light costs three sg_ses runs) the first, a
+    // middle and the last bay.
+    bool every_bay;
     bool controller;  // an MCU whose monitor must run first
 };
 
 const Board kBoards[] = {
-    {"x86-8bay", {"root"}, false},
-    {"x86-12bay-sas", {"root"}, false},
-    {"x86-pcie-sas", {"root"}, false},
-    {"soc-2bay", {"root"}, false},
-    {"soc-2bay-pic", {"root"}, false},
-    {"soc-2bay-mcu", {"root"}, true},
-    {"x86-sas-shelves", {"sg12", "sg37"}, false},
+    {"x86-8bay", {"root"}, true, false},
+    {"x86-12bay-sas", {"root"}, true, false},
+    {"x86-pcie-sas", {"root"}, true, false},
+    {"soc-2bay", {"root"}, true, false},
+    {"soc-2bay-pic", {"root"}, true, false},
+    {"soc-2bay-mcu", {"root"}, true, true},
+    {"x86-sas-shelves", {"sg12", "sg37"}, false, false},
 };
 
 class ExampleBoard {
@@ -401,4 +402,38 @@ TEST(DiskLeds, ShelfLocateEndsInTheBayErrorState) {
     EXPECT_EQ(pd_sys_set_ident_led("sg98", 1, 1, 0), -1);
     for (const std::string &run : invocations())
         EXPECT_EQ(run.find("-c "), std::string::npos) << run;
+}
+
+// A USB box's bay: its bridge's GPIO pin, found by the bridge's USB ids, made an output and set
+// or cleared with the bridge's vendor register commands; a bridge of another make is left alone.
+TEST_F(DiskLedRules, UsbBoxBayLightIsTheBridgeGpio) {
+    Boot("[System Enclosure]\nMAX_DISK_NUM = 0\n");
+    const std::string port = "/sys/bus/usb/devices/2-1.3";
+    write_file(port + "/idVendor", "174c\n");
+    write_file(port + "/idProduct", "55aa\n");
+    write_file("/sim/data/dir.bin", std::string(1, '\x01'));
+    write_file("/sim/data/data.bin", std::string(1, '\xf0'));
+    write_file("/sim/answers/sg_raw",
+               "== -r 1 -b /dev/sg5 e4 1 0 c8 80 0\n"
+               "stdout-file /sim/data/dir.bin\n"
+               "== -r 1 -b /dev/sg5 e4 1 0 c8 82 0\n"
+               "stdout-file /sim/data/data.bin\n");
+    struct Case {
+        int on;
+        const char *data_write;
+    } cases[] = {{1, "/sbin/sg_raw /dev/sg5 e5 f8 0 c8 82 0"},
+                 {0, "/sbin/sg_raw /dev/sg5 e5 f0 0 c8 82 0"}};
+    for (const Case &c : cases) {
+        clear_invocations();
+        ASSERT_EQ(usb_expander_set_hdd_err_led("sg5", "2-1.3", c.on), 0);
+        const std::vector<std::string> runs = invocations();
+        ASSERT_EQ(runs.size(), 4u);
+        EXPECT_EQ(runs[2], "/sbin/sg_raw /dev/sg5 e5 9 0 c8 80 0") << "bit 3 made an output";
+        EXPECT_EQ(runs[3], c.data_write);
+    }
+    clear_invocations();
+    EXPECT_EQ(usb_expander_set_hdd_err_led("", "2-1.3", 1), -1) << "no disk behind the port";
+    write_file(port + "/idProduct", "1234\n");
+    EXPECT_EQ(usb_expander_set_hdd_err_led("sg5", "2-1.3", 1), -1);
+    EXPECT_TRUE(invocations().empty()) << "no command for a bridge without a known pin";
 }
