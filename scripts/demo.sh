@@ -46,3 +46,8 @@ run sio gpio FRONT_USB_LED
 run led usb on
 run sio gpio FRONT_USB_LED
 run led usb off
+
+# A bay's error light, lit and read back from the chip: only bay 3's row is marked.
+run disk-led 0 3 error on
+run disk-leds 0
+run disk-led 0 3 error off

@@ -24,6 +24,8 @@
 #include "net_model.h"
 #include "devices.h"
 #include "fs.h"
+#include "gpiolib_pins.h"
+#include "io_port_model.h"
 #include "sg_io_model.h"
 
 #ifndef NASHAL_SIM_TOOL_BUILD_PATH
@@ -407,6 +409,8 @@ bool Appliance::activate() {
     attach_described_superio();
     attach_described_soc();
     attach_described_hub();
+    attach_described_gpio();
+    attach_described_io_ports();
     attach_buzzer();
     attach_sg_io_emulator();
     attach_described_controller();

@@ -339,6 +339,10 @@ ControllerEmulator *attach_described_controller() {
     return described().get();
 }
 
+ControllerEmulator *described_controller() {
+    return described().get();
+}
+
 void detach_described_controller() {
     described().reset();
 }

@@ -105,6 +105,8 @@ class ControllerEmulator {
 // in the activating process; null when the board describes none. It serves the monitors forked
 // from this process for as long as the appliance stays active.
 ControllerEmulator *attach_described_controller();
+// The controller started from /sim/controller.conf, or null.
+ControllerEmulator *described_controller();
 void detach_described_controller();
 
 }  // namespace nashal::sim

@@ -94,6 +94,14 @@ uint8_t sim_inb(uint16_t port) {
     return m ? m->inb(port) : 0xff;
 }
 
+}  // namespace
+
+uint8_t port_value(uint16_t port) {
+    return sim_inb(port);
+}
+
+namespace {
+
 void sim_outb(uint8_t value, uint16_t port) {
     if (PortModel *m = model_for(port))
         m->outb(value, port);

@@ -39,6 +39,9 @@ class PortModel {
 };
 
 void register_ports(uint16_t first, uint16_t count, std::shared_ptr<PortModel> model);
+// What the chip on the port answers to a read now (0xff where none is), for a test to look at
+// a latch without going through the library.
+uint8_t port_value(uint16_t port);
 // Ports granted by ioperm so far (the library must ask before it touches a port).
 bool port_permitted(uint16_t port);
 

@@ -1,6 +1,7 @@
 #include "sim/gpiolib_pins.h"
 
 #include <cstdlib>
+#include <sstream>
 
 #include "sim/fs.h"
 
@@ -29,6 +30,24 @@ int gpio_pin_value(int pin) {
     if (!exists(path))
         return -1;
     return std::atoi(read_file(path).c_str());
+}
+
+int attach_described_gpio() {
+    std::istringstream lines(read_file("/sim/gpio.conf"));
+    std::string line;
+    int count = 0;
+    while (std::getline(lines, line)) {
+        std::istringstream words(line);
+        int pin = -1, value = 0;
+        std::string direction;
+        if (line.empty() || line[0] == '#' || !(words >> pin >> direction >> value) || pin < 0)
+            continue;
+        if (exists(pin_dir(pin) + "/value"))
+            continue;
+        if (export_gpio_pin(pin, direction, value))
+            ++count;
+    }
+    return count;
 }
 
 }  // namespace nashal::sim

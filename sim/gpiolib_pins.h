@@ -16,6 +16,11 @@ bool export_gpio_pin(int pin, const std::string &direction = "out", int value = 
 // pin isn't exported.
 int gpio_pin_value(int pin);
 
+// Exports the pins /sim/gpio.conf lists ("pin direction value" lines, decimal; "#" comments)
+// that are not exported yet, so a persistent appliance keeps the values it was left with.
+// Returns the number of pins exported now.
+int attach_described_gpio();
+
 }  // namespace nashal::sim
 
 #endif  // NASHAL_SIM_GPIOLIB_PINS_H

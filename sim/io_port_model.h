@@ -38,6 +38,11 @@ class IoPortModel : public PortModel {
 std::shared_ptr<IoPortModel> attach_io_ports(uint16_t first, uint16_t count = 1,
                                              uint8_t initial = 0xff);
 
+// Registers the latches /sim/ioports.conf lists ("first count initial" lines, hexadecimal; "#"
+// comments). Their values are kept in /sim/ioports/<port> files, so forked children, blinkers
+// and successive halctl calls see one latch, as on the board. Returns the ranges registered.
+int attach_described_io_ports();
+
 }  // namespace nashal::sim
 
 #endif  // NASHAL_SIM_IO_PORT_MODEL_H

@@ -359,28 +359,47 @@ std::shared_ptr<SuperIoModel> attach_superio(int chip, uint16_t gpio_base, uint1
     return model;
 }
 
-std::shared_ptr<SuperIoModel> attach_described_superio() {
-    if (!exists("/sim/superio.conf"))
-        return nullptr;
+namespace {
+
+struct DescribedChip {
     int chip = -1;
     uint16_t base = 0xA00;
     uint16_t id = 0;
     std::string state = "/sim/superio.bin";
+};
+
+bool described_chip(DescribedChip *d) {
+    if (!exists("/sim/superio.conf"))
+        return false;
     std::istringstream lines(read_file("/sim/superio.conf"));
     std::string key, value;
     while (lines >> key >> value) {
         if (key == "chip")
-            chip = superio_chip_index(value);
+            d->chip = superio_chip_index(value);
         else if (key == "gpio_base")
-            base = static_cast<uint16_t>(std::strtoul(value.c_str(), nullptr, 16));
+            d->base = static_cast<uint16_t>(std::strtoul(value.c_str(), nullptr, 16));
         else if (key == "id")
-            id = static_cast<uint16_t>(std::strtoul(value.c_str(), nullptr, 16));
+            d->id = static_cast<uint16_t>(std::strtoul(value.c_str(), nullptr, 16));
         else if (key == "state")
-            state = value;
+            d->state = value;
     }
-    if (chip < 0)
+    return d->chip >= 0;
+}
+
+}  // namespace
+
+std::shared_ptr<SuperIoModel> attach_described_superio() {
+    DescribedChip d;
+    if (!described_chip(&d))
         return nullptr;
-    return attach_superio(chip, base, id, state);
+    return attach_superio(d.chip, d.base, d.id, d.state);
+}
+
+std::shared_ptr<SuperIoModel> open_described_superio() {
+    DescribedChip d;
+    if (!described_chip(&d))
+        return nullptr;
+    return std::make_shared<SuperIoModel>(d.chip, d.base, d.id, d.state);
 }
 
 }  // namespace nashal::sim

@@ -117,6 +117,9 @@ std::shared_ptr<SuperIoModel> attach_superio(int chip, uint16_t gpio_base = 0xA0
 // "state /sim/superio.bin"; hexadecimal numbers), or returns null when there is none or it
 // names no known chip.
 std::shared_ptr<SuperIoModel> attach_described_superio();
+// The same chip's shared state without registering it on the ports: a view for reading pins
+// (the chip of a running appliance keeps its state), or null.
+std::shared_ptr<SuperIoModel> open_described_superio();
 
 }  // namespace nashal::sim
 

@@ -220,6 +220,20 @@ int pd_sys_get_sys_name_in_connector(const char *enc_sys_id, int connector, int 
 int pd_sys_get_sys_id_by_sys_name(const char *name, char *enc_sys_id_out, char *pd_sys_id_out);
 /* Switches a slot's power through the switch that POWER_SUPPLY of "System Disk %d" names. */
 int pd_sys_set_power_supply(const char *enc_sys_id, int port_id, int value);
+/* Disk LEDs of one slot: error, locate (identify), present and activity. `on` is 0 or
+ * non-zero; `err_state` non-zero means the slot's error light stays on when its locate light
+ * goes off. 0 or -1 (enclosures other than "root" swallow their error light's failures). */
+int pd_sys_set_err_led(const char *enc_sys_id, int port_id, int on);
+int pd_sys_set_ident_led(const char *enc_sys_id, int port_id, int on, int err_state);
+int pd_sys_set_present_led(const char *enc_sys_id, int port_id, int on);
+int pd_sys_set_active_led(const char *enc_sys_id, int port_id, int on);
+/* The routes of the other enclosures: a SAS shelf's array device slot element, a Thunderbolt
+ * enclosure's I2C start/stop bytes (`field` names the model key), and the GPIO of a USB box's
+ * USB-to-SATA bridge behind the port `usb_bus` (disk `sys_id`). 0 or -1. */
+int sas_expander_set_hdd_err_led(const char *enc_sys_id, int port_id, int on);
+int sas_expander_set_hdd_ident_led(const char *enc_sys_id, int port_id, int on, int err_state);
+int thunderbolt_set_hdd_led(const char *enc_sys_id, int port_id, int on, const char *field);
+int usb_expander_set_hdd_err_led(const char *sys_id, const char *usb_bus, int on);
 
 #ifdef __cplusplus
 }

@@ -8,12 +8,8 @@
 #include "controllers/controller_link.h"
 #include "nashal/hal_trace.h"
 #include "nashal/mcu_sys.h"
+#include "nashal/pd_sys.h"
 #include "topology/model_file.h"
-
-// Built by the disk LED code; until it is linked in, the locate LEDs are lit without first
-// clearing each disk's error LED.
-extern "C" int pd_sys_set_err_led(const char *enc_sys_id, int port_id, int on)
-    __attribute__((weak));
 
 using namespace nashal::controllers;
 
@@ -170,8 +166,7 @@ extern "C" int mcu_sys_set_enclosure_led(const char *enc_sys_id, int on) {
     ERR_TRACE(HAL_TRACE_DETAIL, "%s(%d):se_active = %d, port_active_bitmap = 0x%x\n", __func__,
               __LINE__, on, bitmap);
     for (int port = 1; port <= count; ++port)
-        if (pd_sys_set_err_led)
-            pd_sys_set_err_led(enc_sys_id, port, 0);
+        pd_sys_set_err_led(enc_sys_id, port, 0);
     for (int port = 1; port <= count; ++port) {
         if (!(bitmap & (1u << (port - 1))))
             continue;

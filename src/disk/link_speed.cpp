@@ -6,6 +6,7 @@
 
 #include "disk/disk_info.h"
 #include "disk/disk_model.h"
+#include "disk/usb_bridge_layout.h"
 #include "foundation/shell_command.h"
 #include "foundation/text.h"
 #include "nashal/comm_path.h"
@@ -21,11 +22,6 @@ namespace {
 
 constexpr int kKindAta = 2;
 constexpr int kKindSas = 4;
-// The bridge's link register (0xB004) through a vendor READ (0xE4): current speed in the high
-// nibble, the highest in the low one, 1 to 3 for 1.5, 3 and 6 Gb/s.
-constexpr unsigned kBridgeReadOpcode = 0xE4;
-constexpr unsigned kBridgeLinkRegisterHigh = 0xB0;
-constexpr unsigned kBridgeLinkRegisterLow = 0x04;
 
 // A sysfs text through "cat", given as the command's format and arguments, as a speed code.
 template <typename... Args>
@@ -144,8 +140,8 @@ int get_usb_expander_conn_speed(const char *pd_sys_id, int *speed_out, int *max_
     char answer[HAL_ID_LEN];
     if (nashal::hal_build_command(__func__, command, sizeof command,
                                   "%s -r 1 -b /dev/%s %x 1 0 %x %x 0 2> /dev/null", "/sbin/sg_raw",
-                                  pd_sys_id, kBridgeReadOpcode, kBridgeLinkRegisterHigh,
-                                  kBridgeLinkRegisterLow) < 0 ||
+                                  pd_sys_id, kBridgeReadOpcode, register_high(kBridgeLinkRegister),
+                                  register_low(kBridgeLinkRegister)) < 0 ||
         comm_sys_read_from_popen(command, answer, sizeof answer) <= 0)
         return -1;
     auto code = [](unsigned nibble) {

@@ -8,6 +8,7 @@
 #include "enclosure/sas_expander.h"
 #include "nashal/comm_ses.h"
 #include "nashal/hal_trace.h"
+#include "nashal/pd_sys.h"
 #include "topology/ses_layout.h"
 
 using namespace nashal::topology;
@@ -43,7 +44,24 @@ struct StatusPage {
         return offset < 0 ? nullptr : bytes + offset;
     }
 
-    void send(const char *enc_sys_id) { comm_sys_send_ses_enc_control(enc_sys_id, bytes, length); }
+    // The element of bay `bay` (from 1, as the disks' port_id counts them). Element positions
+    // count the type's overall element as 1, and stop at the type's element count: bay k is
+    // the element right after position k. Taking position k itself would light bay k - 1's
+    // lamp (bay 1 would reach the overall element), and position k + 1 would leave the last
+    // bay out of reach.
+    unsigned char *bay(uint8_t type, int bay) {
+        if (bay < 1)
+            return nullptr;
+        int offset =
+            nashal::enclosure::bounded_element_offset(type, bay, types, type_count, length);
+        if (offset < 0 || offset + 2 * static_cast<int>(kSesElementLen) > length)
+            return nullptr;
+        return bytes + offset + kSesElementLen;
+    }
+
+    int send(const char *enc_sys_id) {
+        return comm_sys_send_ses_enc_control(enc_sys_id, bytes, length);
+    }
 };
 
 unsigned char *element_or_trace(StatusPage &page, const char *who, uint8_t type, int index) {
@@ -75,6 +93,30 @@ int temperature_element(int temp_index) {
 
 void select_element(unsigned char *e) {
     e[kSesElementStatusByte] |= kSesElementSelect;
+}
+
+void set_bit(unsigned char *e, size_t byte, uint8_t bit, bool on) {
+    if (on)
+        e[byte] |= bit;
+    else
+        e[byte] &= static_cast<unsigned char>(~bit);
+}
+
+// The bay's slot element, selected: shelves list their bays as array device slots, or as plain
+// device slots. Null (with a trace) when neither has the bay, or the pages can't be read.
+unsigned char *slot_element(StatusPage &page, const char *who, const char *enc_sys_id,
+                            int port_id) {
+    if (!page.read(who, enc_sys_id))
+        return nullptr;
+    unsigned char *e = page.bay(kSesTypeArrayDeviceSlot, port_id);
+    if (!e)
+        e = page.bay(kSesTypeDeviceSlot, port_id);
+    if (!e) {
+        ERR_TRACE(HAL_TRACE_ERROR, "%s(%d): no slot element %d\n", who, __LINE__, port_id);
+        return nullptr;
+    }
+    select_element(e);
+    return e;
 }
 
 }  // namespace
@@ -188,6 +230,27 @@ int sas_expander_set_ident_led(const char *enc_sys_id, int enable) {
         e[kSesEnclosureLocateByte] &= static_cast<unsigned char>(~kSesEnclosureLocate);
     page.send(enc_sys_id);
     return 0;
+}
+
+int sas_expander_set_hdd_err_led(const char *enc_sys_id, int port_id, int on) {
+    StatusPage page;
+    unsigned char *e = slot_element(page, __func__, enc_sys_id, port_id);
+    if (!e)
+        return -1;
+    set_bit(e, kSesSlotFaultByte, kSesSlotFault, on);
+    return page.send(enc_sys_id);
+}
+
+int sas_expander_set_hdd_ident_led(const char *enc_sys_id, int port_id, int on, int err_state) {
+    StatusPage page;
+    unsigned char *e = slot_element(page, __func__, enc_sys_id, port_id);
+    if (!e)
+        return -1;
+    // The bay has one amber lamp: locate takes it over, and when locate ends a bay in error
+    // shows its fault again.
+    set_bit(e, kSesSlotIdentByte, kSesSlotIdent, on);
+    set_bit(e, kSesSlotFaultByte, kSesSlotFault, !on && err_state);
+    return page.send(enc_sys_id);
 }
 
 }  // extern "C"

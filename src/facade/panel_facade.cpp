@@ -2,7 +2,7 @@
 // enclosure's backend; the identify state of the enclosure and of its disks is kept beside the
 // disk records, so that a daemon can ask what it last set without asking the hardware.
 #include "facade/forward.h"
-#include "facade/pending_disk_leds.h"
+#include "nashal/pd_sys.h"
 #include "nashal/hal_gpio.h"
 #include "nashal/hal_se.h"
 #include "nashal/ini_conf.h"
@@ -17,16 +17,6 @@ namespace {
 constexpr const char *kRoot = "root";
 constexpr const char *kIndex = nashal::registry::kIndex;
 constexpr const char *kIdentBitmap = "pd_ident_led_bitmap";
-
-// A disk lamp of the disk backend, or -1 with a trace while that backend is not linked in.
-template <typename Fn, typename... Args>
-int disk_lamp(const char *who, Fn *fn, Args... args) {
-    if (!fn) {
-        ERR_TRACE(HAL_TRACE_ERROR, "%s(%d): the disk lamp routes are not built\n", who, __LINE__);
-        return -1;
-    }
-    return fn(args...);
-}
 
 // A button or switch: the backend stores the state through a pointer and fails negative.
 template <typename Get>
@@ -77,21 +67,19 @@ int GPIO_Enable_USB_LED_BLINK(int enc_id, int enable) {
 }
 
 int GPIO_Enable_HDD_ERR_LED(int enc_id, int port_id, int enable) {
-    return forward_port(__func__, enc_id, port_id, [&](const char *id) {
-        return disk_lamp(__func__, pd_sys_set_err_led, id, port_id, enable);
-    });
+    return forward_port(__func__, enc_id, port_id,
+                        [&](const char *id) { return pd_sys_set_err_led(id, port_id, enable); });
 }
 
 int GPIO_Enable_HDD_Present_LED(int enc_id, int port_id, int enable) {
     return forward_port(__func__, enc_id, port_id, [&](const char *id) {
-        return disk_lamp(__func__, pd_sys_set_present_led, id, port_id, enable);
+        return pd_sys_set_present_led(id, port_id, enable);
     });
 }
 
 int GPIO_Enable_HDD_Active_LED(int enc_id, int port_id, int enable) {
-    return forward_port(__func__, enc_id, port_id, [&](const char *id) {
-        return disk_lamp(__func__, pd_sys_set_active_led, id, port_id, enable);
-    });
+    return forward_port(__func__, enc_id, port_id,
+                        [&](const char *id) { return pd_sys_set_active_led(id, port_id, enable); });
 }
 
 int GPIO_Get_Power_Status(int enc_id, int supply, int *status) {
@@ -138,7 +126,7 @@ int GPIO_Get_Ident_LED(int enc_id) {
 
 int GPIO_Enable_HDD_Ident_LED(int enc_id, int port_id, int enable, int err_state) {
     return forward_port(__func__, enc_id, port_id, [&](const char *id) {
-        int result = disk_lamp(__func__, pd_sys_set_ident_led, id, port_id, enable, err_state);
+        int result = pd_sys_set_ident_led(id, port_id, enable, err_state);
         if (result == 0) {
             nashal::registry::EnclosureConfFile conf(enc_id);
             if (enable)

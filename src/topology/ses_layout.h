@@ -89,6 +89,12 @@ constexpr uint8_t kSesDisplayModeCharacter = 2;
 constexpr size_t kSesDisplayCharacterByte = 2;
 constexpr size_t kSesEnclosureLocateByte = 1;  // bit 7: locate (ident)
 constexpr uint8_t kSesEnclosureLocate = 0x80;
+// Array device slot and device slot control elements: byte 2 bit 1 requests identify (the
+// locate light), byte 3 bit 5 requests fault (the error light).
+constexpr size_t kSesSlotIdentByte = 2;
+constexpr uint8_t kSesSlotIdent = 0x02;
+constexpr size_t kSesSlotFaultByte = 3;
+constexpr uint8_t kSesSlotFault = 0x20;
 constexpr size_t kSesConnectorTypeByte = 1;  // low 7 bits: connector type
 constexpr uint8_t kSesConnectorTypeMask = 0x7f;
 constexpr uint8_t kSesConnectorExternal = 2;  // the external connector that counts
