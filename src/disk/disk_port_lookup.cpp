@@ -19,6 +19,48 @@
 
 using namespace nashal::disk;
 
+namespace nashal::disk {
+
+int get_pci_path_segments(const char *link, const char *upstream, char (&downstream)[kIdLen],
+                          char (&controller)[kIdLen]) {
+    const char *p = strstr(link, upstream);
+    if (!p)
+        return -1;
+    p += strlen(upstream);
+    char *outs[] = {downstream, controller};
+    for (char *out : outs) {
+        if (*p != '/')
+            return -1;
+        ++p;
+        const char *end = strchr(p, '/');
+        size_t len = end ? static_cast<size_t>(end - p) : strlen(p);
+        if (len == 0 || len >= static_cast<size_t>(kIdLen))
+            return -1;
+        nashal::hal_copy(out, kIdLen, p, len);
+        p += len;
+    }
+    return 0;
+}
+
+int parse_pci_device_number(const char *function) {
+    const char *colon = strrchr(function, ':');
+    if (!colon || !strchr(colon, '.'))
+        return -1;
+    return static_cast<int>(strtol(colon + 1, nullptr, 16));
+}
+
+// The port is the difference of the hosts: a host below the controller's (or one a hostile
+// link text makes up) is no port of it, and must not make the difference overflow.
+bool host_of_controller(int host, int lowest, const char *caller, int line) {
+    if (host >= lowest && lowest >= 0)
+        return true;
+    ERR_TRACE(HAL_TRACE_WARN, "%s(%d):host = %d is not one of the controller's (from %d)\n", caller,
+              line, host, lowest);
+    return false;
+}
+
+}  // namespace nashal::disk
+
 namespace {
 
 // The phy of a SAS end device: the port component in front of "end_device" names a port of
@@ -44,48 +86,6 @@ int get_sas_end_device_phy(const char *link, int *phy_out) {
         return -1;
     *phy_out = atoi(colon + 1);
     return 0;
-}
-
-// The downstream port of a PCIe switch and the controller behind it: the two components of the
-// link text that follow the switch's upstream port (`upstream`, "/0000:01:00.0").
-int get_pci_path_segments(const char *link, const char *upstream, char (&downstream)[kIdLen],
-                          char (&controller)[kIdLen]) {
-    const char *p = strstr(link, upstream);
-    if (!p)
-        return -1;
-    p += strlen(upstream);
-    char *outs[] = {downstream, controller};
-    for (char *out : outs) {
-        if (*p != '/')
-            return -1;
-        ++p;
-        const char *end = strchr(p, '/');
-        size_t len = end ? static_cast<size_t>(end - p) : strlen(p);
-        if (len == 0 || len >= static_cast<size_t>(kIdLen))
-            return -1;
-        nashal::hal_copy(out, kIdLen, p, len);
-        p += len;
-    }
-    return 0;
-}
-
-// The device number of a PCI function name ("0000:02:01.0" gives 1).
-int parse_pci_device_number(const char *function) {
-    const char *colon = strrchr(function, ':');
-    if (!colon || !strchr(colon, '.'))
-        return -1;
-    return static_cast<int>(strtol(colon + 1, nullptr, 16));
-}
-
-// Whether the host number of a disk's link text can be one of the controller's, whose hosts
-// start at `lowest`: the port is the difference, and a host below the controller's (or one a
-// hostile link text makes up) is no port of it, and must not make the difference overflow.
-bool host_of_controller(int host, int lowest, const char *caller, int line) {
-    if (host >= lowest && lowest >= 0)
-        return true;
-    ERR_TRACE(HAL_TRACE_WARN, "%s(%d):host = %d is not one of the controller's (from %d)\n", caller,
-              line, host, lowest);
-    return false;
 }
 
 }  // namespace

@@ -19,9 +19,6 @@ __attribute__((weak)) int get_port_in_sas_enclosure(const char *enclosure_sys_id
                                                     PD_INFO *pd_info);
 __attribute__((weak)) int get_usb_expander_port(const char *bus_name, const char *pd_sys_id,
                                                 int type_index, PD_INFO *pd_info);
-__attribute__((weak)) int get_pcie_physical_drive_port(const char *pd_sys_id,
-                                                       int *physical_port_out,
-                                                       int *pci_switch_port_out);
 }
 
 // Traces that `function` is not in this build; the caller then fails its branch.

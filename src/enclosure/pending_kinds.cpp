@@ -1,5 +1,5 @@
-// Stand-ins for the kinds built by later changes; see pending_kinds.h. Enumerations find
-// nothing; readers and monitors fail, so that such an enclosure is never attached half-known.
+// Stand-ins for the board routes built by later changes; see pending_kinds.h. They fail, so
+// that nothing is attached half-known.
 #include "enclosure/pending_kinds.h"
 
 #include <cstring>
@@ -19,15 +19,6 @@ int not_built_yet(const char *who, const char *enc_sys_id, const char *branch) {
 }  // namespace nashal::enclosure
 
 using nashal::enclosure::not_built_yet;
-
-extern "C" int thunderbolt_expander_enumerate(char **, unsigned int) {
-    ERR_TRACE(HAL_TRACE_DETAIL, "%s: Thunderbolt enclosures are not looked for\n", __func__);
-    return 0;
-}
-
-extern "C" int thunderbolt_expander_getinfo(const char *enc_sys_id, ENC_INFO *) {
-    return not_built_yet(__func__, enc_sys_id, "Thunderbolt reader");
-}
 
 // A board without "BOARD_SN_DEVICE" keeps no serial number: that is no failure worth a trace.
 // "PIC" and "MCU" ask the controller's EEPROM; "NET" and "BOOT" are served by drivers built

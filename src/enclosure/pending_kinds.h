@@ -1,7 +1,6 @@
-// Kinds of enclosure and board routes that the backend dispatches to but that are built
-// elsewhere (Thunderbolt expanders, board serial numbers). Each
-// stand-in in pending_kinds.cpp finds nothing or fails with -1 and a trace; the change that builds
-// a kind replaces its functions here.
+// Board routes that the backend dispatches to but that are built elsewhere (board serial
+// numbers). Each stand-in in pending_kinds.cpp fails with -1 and a trace; the change that builds
+// a route replaces its functions here.
 #ifndef NASHAL_ENCLOSURE_PENDING_KINDS_H
 #define NASHAL_ENCLOSURE_PENDING_KINDS_H
 
@@ -10,10 +9,6 @@
 #include "nashal/se_sys.h"
 
 extern "C" {
-int thunderbolt_expander_enumerate(char **enc_sys_ids, unsigned int max_count);
-
-int thunderbolt_expander_getinfo(const char *enc_sys_id, ENC_INFO *info);
-
 int root_get_board_sn(char *buffer, int size);
 int root_set_board_sn(const char *serial);
 }
