@@ -74,13 +74,6 @@ bool answers(int bus) {
     return bus > 99;
 }
 
-bool already_listed(char **ids, unsigned int stored, const char *id) {
-    for (unsigned int i = 0; i < stored; ++i)
-        if (ids[i] && strcmp(ids[i], id) == 0)
-            return true;
-    return false;
-}
-
 // "HWM_UNIT" of the box's file as an I2C address; the failures trace as the caller's.
 bool hwm_address(const char *who, int line, int32_t *address) {
     char value[HAL_ID_LEN] = {};
@@ -176,6 +169,7 @@ int thunderbolt_expander_enumerate(char **enc_sys_ids, unsigned int max_count) {
     if (!host_controller(path))
         return 0;
     int count = 0;
+    int found[2 * kChainLength] = {};
     for (int port_index = 0; port_index < 2; ++port_index) {
         int buses[kChainLength] = {};
         if (!chain_buses(path, port_index, buses))
@@ -185,11 +179,11 @@ int thunderbolt_expander_enumerate(char **enc_sys_ids, unsigned int max_count) {
                 continue;
             char id[HAL_ID_LEN];
             snprintf(id, sizeof id, "i2c-%d", bus);
-            const unsigned int stored = std::min(static_cast<unsigned int>(count), max_count);
-            if (enc_sys_ids && already_listed(enc_sys_ids, stored, id)) {
+            if (std::find(found, found + count, bus) != found + count) {
                 ERR_TRACE(HAL_TRACE_WARN, "%s: %s is reached from both host ports\n", __func__, id);
                 continue;
             }
+            found[count] = bus;
             if (enc_sys_ids && static_cast<unsigned int>(count) < max_count)
                 enc_sys_ids[count] = strdup(id);
             thunderbolt_init_hwmon(id);
@@ -201,8 +195,7 @@ int thunderbolt_expander_enumerate(char **enc_sys_ids, unsigned int max_count) {
         if (answers(common_sys_check_num_thunderbolt_expander_exists("i2c", path, kChainLength + 1,
                                                                      port)))
             ERR_TRACE(HAL_TRACE_WARN,
-                      "%s: more than %d boxes on host port %d: the rest are "
-                      "not managed\n",
+                      "%s: more than %d boxes on host port %d: the rest are not managed\n",
                       __func__, kChainLength, port_index + 1);
     }
     return count;
