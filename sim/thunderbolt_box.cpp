@@ -11,12 +11,17 @@ namespace {
 
 std::string fmt(const char *format, ...) __attribute__((format(printf, 1, 2)));
 std::string fmt(const char *format, ...) {
-    char buffer[512];
     va_list args;
     va_start(args, format);
-    vsnprintf(buffer, sizeof buffer, format, args);
+    va_list again;
+    va_copy(again, args);
+    const int size = vsnprintf(nullptr, 0, format, args);
     va_end(args);
-    return buffer;
+    std::string text(static_cast<size_t>(size > 0 ? size : 0) + 1, '\0');
+    vsnprintf(text.data(), text.size(), format, again);
+    va_end(again);
+    text.resize(text.size() - 1);
+    return text;
 }
 
 }  // namespace
@@ -85,7 +90,7 @@ std::string thunderbolt_box_model(const ThunderboltBoxDesc &d, int bays) {
             "[System IO]\nHWM_UNIT = I2C:2c\nMB_TEMP = I2C:2c:I04\nBP_TEMP1 = I2C:2c:I01\n"
             "BP_TEMP2 = I2C:2c:I02\nSTATUS_LED = I2C:20:I10\nFANERROR_LED = I2C:20:I11\n"
             "OVERHEAT_LED = I2C:20:I12\n7S_LED = I2C:20:I13\nLOCATE_LED = I2C:20:31:30\n"
-            "[System FAN]\nFAN_UNIT = I2C\nFAN_1 = I1\n",
+            "[System FAN]\nFAN_UNIT = I2C:2c\nFAN_1 = I1\n",
             bays, bays, d.tunnel_port, d.sata_port, d.sata_vendor, d.sata_device);
     for (int n = 1; n <= bays; ++n)
         text +=

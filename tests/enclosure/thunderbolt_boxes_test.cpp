@@ -360,3 +360,42 @@ TEST_F(ThunderboltBoxes, AMonitorOfAnotherMakeLeavesTheReadingAsItWas) {
     EXPECT_EQ(value, 42);
     EXPECT_EQ(reg("/sim/tb101.conf.regs", 34), -1) << "no mode written to a chip it isn't";
 }
+
+TEST(ExampleThunderboltBoard, BoxesAndSlotCardAreFoundWithTheirDisksInTheirSlots) {
+    auto app = Appliance::copy_of(std::string(NASHAL_EXAMPLES_DIR) + "/x86-thunderbolt");
+    ASSERT_TRUE(app.activate());
+    char *ids[32] = {};
+    const int n = se_sys_enumerate(ids, 32);
+    std::vector<std::string> found;
+    for (int i = 0; i < std::min(n, 32); ++i) {
+        found.emplace_back(ids[i]);
+        free(ids[i]);
+    }
+    for (const char *id : {"root_pcie_1", "i2c-101", "i2c-102", "i2c-103", "i2c-104"})
+        EXPECT_NE(std::find(found.begin(), found.end(), id), found.end()) << id;
+
+    struct Disk {
+        const char *enc;
+        const char *sg;
+        int slot;
+    } disks[] = {{"i2c-101", "sg22", 4},
+                 {"i2c-103", "sg25", 2},
+                 {"i2c-104", "sg27", 4},
+                 {"root_pcie_1", "sg28", 1},
+                 {"root_pcie_1", "sg29", 3}};
+    for (const Disk &d : disks) {
+        PD_INFO pd = {};
+        ASSERT_EQ(pd_sys_getinfo(d.enc, d.sg, &pd), 0) << d.sg;
+        EXPECT_EQ(pd.port_id, d.slot) << d.sg;
+    }
+    PD_INFO pd = {};
+    ASSERT_EQ(pd_sys_getinfo("i2c-102", "sg24", &pd), 0);
+    EXPECT_STREQ(pd.model, "ST4000VN008-2DR166") << "the box's disk answers IDENTIFY";
+
+    int speed = 0, status = 0;
+    EXPECT_EQ(se_sys_get_fan_speed("i2c-104", 0, &speed, &status), 0);
+    EXPECT_NEAR(speed, 2400, 50);
+    int link = 0, width = 0, max_width = 0;
+    EXPECT_EQ(se_sys_get_pcie_link_state("root", 0, &link, &width, &max_width), 0);
+    EXPECT_EQ(width, 8);
+}
