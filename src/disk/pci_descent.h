@@ -33,6 +33,24 @@ int get_pci_path_segments(const char *link, const char *upstream, char (&downstr
 // The device number of a PCI function name ("0000:02:01.0" gives 1); -1 for no such name.
 int parse_pci_device_number(const char *function);
 
+// Where a disk hangs, read from its sg device's link text.
+struct DiskLink {
+    char link[HAL_SYSFS_PATH_LEN];
+    int host, channel, target, lun;
+    int domain;
+    char bus[HAL_ID_LEN];     // "Bbb:Ddd:Ff" of the first function below the PCI root
+    char bridge[HAL_ID_LEN];  // the function behind it, or empty
+};
+// False when the link text, its SCSI address or its bus text can't be read.
+bool read_disk_link(const char *pd_sys_id, DiskLink &out);
+
+// Behind a PCIe switch whose upstream port (`upstream`, "/0000:01:00.0") the walk at path has
+// reached: the downstream port and the controller the link text names are appended to path,
+// and the disk's port on that controller (its host less the controller's lowest) and the
+// downstream port's device number are returned. Traces under `who`; 0 or -1.
+int port_behind_switch(const DiskLink &disk, const char *upstream, char *path,
+                       int *physical_port_out, int *pci_switch_port_out, const char *who);
+
 // Whether a disk's host can be one of a controller's, whose hosts start at `lowest`; traced
 // under `caller` when not.
 bool host_of_controller(int host, int lowest, const char *caller, int line);

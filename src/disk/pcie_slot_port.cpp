@@ -47,21 +47,14 @@ int get_pcie_physical_drive_port(const char *pd_sys_id, int *physical_port_out,
                                  int *pci_switch_port_out) {
     if (!pd_sys_id || !physical_port_out || !pci_switch_port_out)
         return -1;
-    char link[kPathLen];
-    int host, channel, target, lun;
-    int domain = 0;
-    char bus[kIdLen];
-    char bridge[kIdLen];
+    DiskLink disk;
     char path[kPathLen];
-    if (comm_sys_get_sg_path_info(pd_sys_id, link, sizeof(link)) < 0 ||
-        get_scsi_address(link, &host, &channel, &target, &lun) != 0 ||
-        comm_sys_assemble_dev_bus_from_path(link, &domain, bus, sizeof(bus), bridge,
-                                            sizeof(bridge)) != 0 ||
-        get_pcie_dev_port_from_path(link, physical_port_out) != 0)
+    if (!read_disk_link(pd_sys_id, disk) ||
+        get_pcie_dev_port_from_path(disk.link, physical_port_out) != 0)
         return -1;
     // The slot's function must still lead to a controller: a card pulled since leaves a port
     // that names nothing.
-    if (comm_sys_get_path_from_c_dev_bus(domain, bus, path, sizeof(path)) != 0 ||
+    if (comm_sys_get_path_from_c_dev_bus(disk.domain, disk.bus, path, sizeof(path)) != 0 ||
         (dir_has_prefix(path, "pci_bus") ? append_bus_slot(path, nullptr, 0)
                                          : (path_append(path, "/.") ? 0 : -1)) != 0) {
         ERR_TRACE(HAL_TRACE_ERROR, "%s(%d):System Error\n", __func__, __LINE__);

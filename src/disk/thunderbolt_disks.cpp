@@ -115,17 +115,10 @@ int get_thunderbolt_physical_drive_port(const char *conf_file, int chain_positio
                                         int *physical_port_out, int *pci_switch_port_out) {
     if (!pd_sys_id || !physical_port_out || !pci_switch_port_out)
         return -1;
-    char link[kPathLen];
-    int host, channel, target, lun;
-    int domain = 0;
-    char bus[kIdLen];
-    char bridge[kIdLen];
+    DiskLink disk;
     char path[kPathLen] = {};
-    if (comm_sys_get_sg_path_info(pd_sys_id, link, sizeof(link)) < 0 ||
-        get_scsi_address(link, &host, &channel, &target, &lun) != 0 ||
-        comm_sys_assemble_dev_bus_from_path(link, &domain, bus, sizeof(bus), bridge,
-                                            sizeof(bridge)) != 0 ||
-        comm_sys_get_path_from_c_dev_bus(domain, bus, path, sizeof(path)) != 0)
+    if (!read_disk_link(pd_sys_id, disk) ||
+        comm_sys_get_path_from_c_dev_bus(disk.domain, disk.bus, path, sizeof(path)) != 0)
         return -1;
     if (walk_chain(path, conf_file, start_switch_port, chain_position, __func__) != 0)
         return -1;
@@ -160,26 +153,8 @@ int get_thunderbolt_physical_drive_port(const char *conf_file, int chain_positio
                   __LINE__, pci_class);
         return -1;
     }
-    char downstream[kIdLen];
-    char controller[kIdLen];
-    int switch_port = -1;
-    int lowest = 0;
-    bool ok = get_pci_path_segments(link, upstream, downstream, controller) == 0 &&
-              (switch_port = parse_pci_device_number(downstream)) >= 0;
-    if (ok) {
-        char step[2 * kIdLen + 4];
-        snprintf(step, sizeof(step), "/%s/%s", downstream, controller);
-        ok = path_append(path, step) && get_sdev_host(path, 0, &lowest, nullptr) == 0;
-    }
-    if (!ok) {
-        ERR_TRACE(HAL_TRACE_ERROR, "%s(%d):System Error\n", __func__, __LINE__);
-        return -1;
-    }
-    if (!host_of_controller(host, lowest, __func__, __LINE__))
-        return -1;
-    *pci_switch_port_out = switch_port;
-    *physical_port_out = host - lowest;
-    return 0;
+    return port_behind_switch(disk, upstream, path, physical_port_out, pci_switch_port_out,
+                              __func__);
 }
 
 int get_thunderbolt_pd_port_id(const char *enc_sys_id, const char *pd_sys_id, int physical_port,
@@ -187,19 +162,14 @@ int get_thunderbolt_pd_port_id(const char *enc_sys_id, const char *pd_sys_id, in
     if (!pd_sys_id || !pd_info)
         return -1;
     const char *conf_file = common_sys_get_thunderbolt_conf(enc_sys_id);
-    char link[kPathLen];
-    int domain = 0;
-    char bus[kIdLen];
-    char bridge[kIdLen];
+    DiskLink disk;
     char host_bus[kIdLen] = {};
     int32_t slots = 0;
-    if (!conf_file || comm_sys_get_sg_path_info(pd_sys_id, link, sizeof(link)) < 0 ||
-        comm_sys_assemble_dev_bus_from_path(link, &domain, bus, sizeof(bus), bridge,
-                                            sizeof(bridge)) != 0 ||
+    if (!conf_file || !read_disk_link(pd_sys_id, disk) ||
         !model_text(kHostSection, "DEV_BUS", host_bus) ||
         !model_int(kBoxSection, "MAX_DISK_NUM", &slots, INI_CONF_DEC, conf_file))
         return -1;
-    if (strcmp(bus, host_bus) != 0)
+    if (strcmp(disk.bus, host_bus) != 0)
         return -1;
     for (int n = 1; n <= slots; ++n) {
         char section[HAL_NAME_LEN];
@@ -208,7 +178,7 @@ int get_thunderbolt_pd_port_id(const char *enc_sys_id, const char *pd_sys_id, in
         if (!model_int(section, "DEV_PORT", &dev_port, INI_CONF_DEC, conf_file) ||
             dev_port != physical_port ||
             nashal::topology::model_int_or(section, "DEV_DOMAIN", 0, INI_CONF_DEC, conf_file) !=
-                domain)
+                disk.domain)
             continue;
         if (pci_switch_port != -1 &&
             nashal::topology::model_int_or(section, "PCI_SWITCH_PORT", -1, INI_CONF_HEX,
