@@ -149,6 +149,16 @@ class Nct7802Monitor : public RegisterChip {
             value = static_cast<uint8_t>(value_or(values, "vendor", 0x50));
             return true;
         }
+        // Temperature readings: remote diodes 1-3 and the local sensor, as the raw register
+        // byte the description gives; an undescribed one reads what was last written.
+        static const char *const kTemps[] = {"temp1", "temp2", "temp3", "temp_local"};
+        if (command >= 0x01 && command <= 0x04) {
+            auto it = values.find(kTemps[command - 1]);
+            if (it != values.end()) {
+                value = static_cast<uint8_t>(it->second);
+                return true;
+            }
+        }
         if (command >= 0x10 && command <= 0x13) {
             uint8_t gpio = 0;
             RegisterChip::read_byte_data(0x59, gpio);

@@ -48,7 +48,8 @@ std::shared_ptr<I2cDevice> pmbus_supply(const std::string &file);
 
 // The NCT7802Y fan monitor. `file` gives "vendor 0x50" (its id register) and "fanN RPM" for
 // fans 1 to 6; fans 1-3 or 4-6 reach the tachometer inputs as its GPIO2 output selects (set:
-// 1 to 3). Registers written by the library are kept in "<file>.regs" (256 bytes).
+// 1 to 3); "temp1" to "temp3" and "temp_local" are the raw bytes of temperature registers 0x01
+// to 0x04. Registers written by the library are kept in "<file>.regs" (256 bytes).
 std::shared_ptr<I2cDevice> nct7802_monitor(const std::string &file);
 
 // A smart-battery fuel gauge: "status 0x0a" (answer to ManufacturerAccess 6), "temperature"

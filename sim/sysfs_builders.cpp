@@ -130,6 +130,24 @@ std::string SysfsTree::pci_bridge(const std::string &parent, int domain, int bus
     return path;
 }
 
+void SysfsTree::pcie_link(const std::string &function, int speed_code, int width) {
+    // Offsets as the PCI and PCI Express base specifications place them.
+    std::string config(256, '\0');
+    config[0x06] = 0x10;  // Status: capabilities list present
+    config[0x34] = 0x40;  // Capabilities Pointer
+    config[0x40] = 0x01;  // Power Management
+    config[0x41] = 0x50;
+    config[0x50] = 0x05;  // MSI
+    config[0x51] = 0x70;
+    config[0x70] = 0x10;  // PCI Express, the last entry
+    config[0x71] = 0x00;
+    const unsigned status =
+        (static_cast<unsigned>(speed_code) & 0xf) | ((static_cast<unsigned>(width) & 0x3f) << 4);
+    config[0x70 + 0x12] = static_cast<char>(status & 0xff);  // Link Status, little-endian
+    config[0x70 + 0x13] = static_cast<char>(status >> 8);
+    attribute(function, "config", config);
+}
+
 PcieSwitch SysfsTree::pcie_switch(const std::string &root_port, int domain, int upstream_bus,
                                   int ports) {
     PcieSwitch sw;

@@ -121,6 +121,10 @@ class SysfsTree {
     // built with pci_function(bridge, domain, secondary, ...).
     std::string pci_bridge(const std::string &parent, int domain, int bus, int device, int function,
                            int secondary_bus);
+    // The function's "config" file: a 256-byte configuration header whose capability list (power
+    // management at 0x40, MSI at 0x50, PCI Express at 0x70) carries a Link Status of
+    // `speed_code` (1 2.5 GT/s, 2 5 GT/s, 3 8 GT/s, ...) and `width` lanes.
+    void pcie_link(const std::string &function, int speed_code, int width);
     // Below a root port whose secondary bus is `upstream_bus`: the upstream port
     // (upstream_bus:00.0, internal bus upstream_bus+1) and `ports` downstream ports
     // (upstream_bus+1:dd.0, secondary buses upstream_bus+2+dd).

@@ -68,6 +68,32 @@ int get_usb_expander_port(const char *bus_name, const char *pd_sys_id, int type_
                           PD_INFO *pd_info);
 int enumerate_pd_in_sas_expander(const char *enc_sys_id, char **list, int list_size);
 int enumerate_pd_in_thunderbolt_expander(const char *enc_sys_id, char **list, int list_size);
+/* One slot of a Thunderbolt box: the walk from the host's controller (dev_bus, dev_domain)
+ * through host port start_switch_port, the boxes in front of chain_position and the box's own
+ * switch port pci_switch_port to its controller, then port dev_port as in lookup_disk_in_root.
+ * conf_file is the box's model file. 0 and "sg%d" in sys_id_out (32 bytes), or negative. */
+int lookup_disk_in_thunderbolt_enclosure(const char *conf_file, int chain_position, int dev_domain,
+                                         int start_switch_port, const char *dev_bus,
+                                         const char *bridge_bus, int dev_port, int pci_switch_port,
+                                         char *sys_id_out);
+/* The port of a disk on its box's controller and the box switch's downstream port that leads
+ * there (pass pci_switch_port_out holding -1). 0 or -1. */
+int get_thunderbolt_physical_drive_port(const char *conf_file, int chain_position,
+                                        int start_switch_port, const char *pd_sys_id,
+                                        int *physical_port_out, int *pci_switch_port_out);
+/* The "System Disk %d" of the box's model file that names the disk's place: pd_info->port_id.
+ * 0, or -1 when no slot does. */
+int get_thunderbolt_pd_port_id(const char *enc_sys_id, const char *pd_sys_id, int physical_port,
+                               int pci_switch_port, PD_INFO *pd_info);
+/* The port of a disk on the controller of a PCIe slot: the number behind ":" of its "port-"
+ * path component, plus 1. 0 or -1. */
+int get_pcie_physical_drive_port(const char *pd_sys_id, int *physical_port_out,
+                                 int *pci_switch_port_out);
+int get_pcie_dev_port_from_path(const char *path, int *port_out);
+/* A bay light of a Thunderbolt box: `field` ("ERR_LED", "LOCATE_LED", "PRESENT_LED",
+ * "POWER_SUPPLY") of "System Disk <port_id>" in the box's file is "address:start:stop"; one byte,
+ * start for on and stop for off, goes to that device on the box's bus. 0 or -1. */
+int thunderbolt_set_hdd_led(const char *enc_sys_id, int port_id, int on, const char *field);
 
 /* The disks on the ports of one SAS expander ("expander-2:1"), its enclosure services device
  * left out. Returns the number found, which may exceed room. */

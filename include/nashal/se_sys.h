@@ -44,6 +44,30 @@ int get_pcie_port_max_disknum(const char *section);
 /* Stores "root_pcie_<slot>" when disks hang directly on the controller of that PCIe slot
  * (slots counted from 1): 1 with disks, 0 without, -1 when sysfs can't be read. */
 int pcie_disk_enumerate(char **enc_sys_ids, unsigned int max_count, int slot);
+/* The link of PCIe slot `slot` (from 0: section "System PCIE SLOT <slot+1>") of "root": speed
+ * code (1 or 2, 0 for any other), lane count and the model's "MAX_PCIE_LINK_WIDTH" (8 if unset).
+ * 0 or -1. */
+int se_sys_get_pcie_link_state(const char *enc_sys_id, int slot, int *link_speed, int *link_width,
+                               int *max_width);
+
+/* Thunderbolt boxes: two host ports ("THUNDERBOLT_SWITCH_PORT1", "...2" of "Thunderbolt
+ * Enclosure") with up to 7 boxes chained on each. A box is "i2c-<n>", n its I2C bus (above 99).
+ * Stores the ids while they fit and counts every box found; -1 when a port key is missing. */
+int thunderbolt_expander_enumerate(char **enc_sys_ids, unsigned int max_count);
+int thunderbolt_expander_getinfo(const char *enc_sys_id, ENC_INFO *info);
+/* 1 with the host port (1 or 2) and the position in its chain (from 1), or -1. */
+int common_sys_get_thunderbolt_info(const char *enc_sys_id, int *port, int *position);
+/* The I2C bus of the box at `position` on host switch port `port`, walking from the controller
+ * directory `path`; 0 when no box answers there, -1 on a model fault. conf_id is "i2c". */
+int common_sys_check_num_thunderbolt_expander_exists(const char *conf_id, const char *path,
+                                                     int position, int port);
+/* The number of the first "i2c-" entry of the PCI function `path` whose vendor and device files
+ * begin with the texts given; 0 when it has none, -1 when the function doesn't fit. */
+int common_sys_get_thunderbolt_i2c_bus(const char *path, const char *vendor, const char *device);
+int thunderbolt_init_hwmon(const char *enc_sys_id);
+/* Sensor 0 "MB_TEMP", 1 "BP_TEMP1", 2 "BP_TEMP2" of the box's monitor, in degrees. */
+int thunderbolt_expander_get_temperature(const char *enc_sys_id, int temp_index,
+                                         double *temperature);
 
 /* The name shown to the user, worked out from the model file and cached in
  * /etc/platform.conf. "root" only; 0 or -1. */

@@ -32,9 +32,6 @@
 #include "os/os_seam.h"
 #include "topology/model_file.h"
 
-// Built by the panel code; until it is linked in, the power button skips the blink.
-extern "C" int se_sys_blink_power_led(const char *enc_sys_id, int enable) __attribute__((weak));
-
 namespace nashal::controllers {
 namespace {
 
@@ -94,8 +91,7 @@ void power_button(const LinkKind &kind, int fd, const char *who) {
     char command[HAL_CMD_LEN];
     if (mode == 0) {
         const uint32_t cap = topology::root_capability();
-        if (se_sys_blink_power_led)
-            se_sys_blink_power_led("root", 1);
+        se_sys_blink_power_led("root", 1);
         if ((cap & CAP_LCD) &&
             hal_build_command(who, command, sizeof command, "%s -s 3", "/sbin/lcd_tool") > 0)
             (void)!system(command);

@@ -19,6 +19,79 @@
 
 using namespace nashal::disk;
 
+namespace nashal::disk {
+
+int get_pci_path_segments(const char *link, const char *upstream, char (&downstream)[kIdLen],
+                          char (&controller)[kIdLen]) {
+    const char *p = strstr(link, upstream);
+    if (!p)
+        return -1;
+    p += strlen(upstream);
+    char *outs[] = {downstream, controller};
+    for (char *out : outs) {
+        if (*p != '/')
+            return -1;
+        ++p;
+        const char *end = strchr(p, '/');
+        size_t len = end ? static_cast<size_t>(end - p) : strlen(p);
+        if (len == 0 || len >= static_cast<size_t>(kIdLen))
+            return -1;
+        nashal::hal_copy(out, kIdLen, p, len);
+        p += len;
+    }
+    return 0;
+}
+
+int parse_pci_device_number(const char *function) {
+    const char *colon = strrchr(function, ':');
+    if (!colon || !strchr(colon, '.'))
+        return -1;
+    return static_cast<int>(strtol(colon + 1, nullptr, 16));
+}
+
+// The port is the difference of the hosts: a host below the controller's (or one a hostile
+// link text makes up) is no port of it, and must not make the difference overflow.
+bool host_of_controller(int host, int lowest, const char *caller, int line) {
+    if (host >= lowest && lowest >= 0)
+        return true;
+    ERR_TRACE(HAL_TRACE_WARN, "%s(%d):host = %d is not one of the controller's (from %d)\n", caller,
+              line, host, lowest);
+    return false;
+}
+
+bool read_disk_link(const char *pd_sys_id, DiskLink &out) {
+    return comm_sys_get_sg_path_info(pd_sys_id, out.link, sizeof(out.link)) >= 0 &&
+           get_scsi_address(out.link, &out.host, &out.channel, &out.target, &out.lun) == 0 &&
+           comm_sys_assemble_dev_bus_from_path(out.link, &out.domain, out.bus, sizeof(out.bus),
+                                               out.bridge, sizeof(out.bridge)) == 0;
+}
+
+int port_behind_switch(const DiskLink &disk, const char *upstream, char *path,
+                       int *physical_port_out, int *pci_switch_port_out, const char *who) {
+    char downstream[kIdLen];
+    char controller[kIdLen];
+    int switch_port = -1;
+    int lowest = 0;
+    bool ok = get_pci_path_segments(disk.link, upstream, downstream, controller) == 0 &&
+              (switch_port = parse_pci_device_number(downstream)) >= 0;
+    if (ok) {
+        char step[2 * kIdLen + 4];
+        snprintf(step, sizeof(step), "/%s/%s", downstream, controller);
+        ok = path_append(path, step) && get_sdev_host(path, 0, &lowest, nullptr) == 0;
+    }
+    if (ok && !host_of_controller(disk.host, lowest, who, __LINE__))
+        return -1;
+    if (!ok) {
+        ERR_TRACE(HAL_TRACE_ERROR, "%s(%d):System Error\n", who, __LINE__);
+        return -1;
+    }
+    *pci_switch_port_out = switch_port;
+    *physical_port_out = disk.host - lowest;
+    return 0;
+}
+
+}  // namespace nashal::disk
+
 namespace {
 
 // The phy of a SAS end device: the port component in front of "end_device" names a port of
@@ -44,48 +117,6 @@ int get_sas_end_device_phy(const char *link, int *phy_out) {
         return -1;
     *phy_out = atoi(colon + 1);
     return 0;
-}
-
-// The downstream port of a PCIe switch and the controller behind it: the two components of the
-// link text that follow the switch's upstream port (`upstream`, "/0000:01:00.0").
-int get_pci_path_segments(const char *link, const char *upstream, char (&downstream)[kIdLen],
-                          char (&controller)[kIdLen]) {
-    const char *p = strstr(link, upstream);
-    if (!p)
-        return -1;
-    p += strlen(upstream);
-    char *outs[] = {downstream, controller};
-    for (char *out : outs) {
-        if (*p != '/')
-            return -1;
-        ++p;
-        const char *end = strchr(p, '/');
-        size_t len = end ? static_cast<size_t>(end - p) : strlen(p);
-        if (len == 0 || len >= static_cast<size_t>(kIdLen))
-            return -1;
-        nashal::hal_copy(out, kIdLen, p, len);
-        p += len;
-    }
-    return 0;
-}
-
-// The device number of a PCI function name ("0000:02:01.0" gives 1).
-int parse_pci_device_number(const char *function) {
-    const char *colon = strrchr(function, ':');
-    if (!colon || !strchr(colon, '.'))
-        return -1;
-    return static_cast<int>(strtol(colon + 1, nullptr, 16));
-}
-
-// Whether the host number of a disk's link text can be one of the controller's, whose hosts
-// start at `lowest`: the port is the difference, and a host below the controller's (or one a
-// hostile link text makes up) is no port of it, and must not make the difference overflow.
-bool host_of_controller(int host, int lowest, const char *caller, int line) {
-    if (host >= lowest && lowest >= 0)
-        return true;
-    ERR_TRACE(HAL_TRACE_WARN, "%s(%d):host = %d is not one of the controller's (from %d)\n", caller,
-              line, host, lowest);
-    return false;
 }
 
 }  // namespace
@@ -141,27 +172,12 @@ extern "C" int get_physical_drive_port(const char *pd_sys_id, int *physical_port
         // A PCIe switch: the link text names the downstream port and the controller behind
         // the upstream port that the descent reached.
         char upstream[kIdLen];
-        char downstream[kIdLen];
-        char controller[kIdLen];
         nashal::hal_copy(upstream, path + function_end);
-        int switch_port = -1;
-        int lowest = 0;
-        bool ok = get_pci_path_segments(link, upstream, downstream, controller) == 0 &&
-                  (switch_port = parse_pci_device_number(downstream)) >= 0;
-        if (ok) {
-            char step[2 * kIdLen + 4];
-            snprintf(step, sizeof(step), "/%s/%s", downstream, controller);
-            ok = path_append(path, step) && get_sdev_host(path, 0, &lowest, nullptr) == 0;
-        }
-        if (ok && !host_of_controller(host, lowest, __func__, __LINE__))
-            return -1;
-        if (!ok) {
-            ERR_TRACE(HAL_TRACE_ERROR, "%s(%d):System Error\n", __func__, __LINE__);
-            return -1;
-        }
-        *pci_switch_port_out = switch_port;
-        *physical_port_out = host - lowest;
-        return 0;
+        DiskLink disk = {};
+        nashal::hal_copy(disk.link, link);
+        disk.host = host;
+        return port_behind_switch(disk, upstream, path, physical_port_out, pci_switch_port_out,
+                                  __func__);
     }
     ERR_TRACE(HAL_TRACE_ERROR, "%s(%d):System Error,pci_class_codes = %d unknown\n", __func__,
               __LINE__, pci_class);

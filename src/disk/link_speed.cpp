@@ -9,6 +9,7 @@
 #include "disk/usb_bridge_layout.h"
 #include "foundation/shell_command.h"
 #include "foundation/text.h"
+#include "nashal/comm_model.h"
 #include "nashal/comm_path.h"
 #include "nashal/comm_ses.h"
 #include "nashal/hal_trace.h"
@@ -163,19 +164,25 @@ int pd_sys_get_conn_speed(const char *enc_sys_id, const char *pd_sys_id, int *sp
         return -1;
     int type;
     char text[HAL_ID_LEN];
-    if (const char *section = root_section(enc_sys_id)) {
-        if (!model_text(section, "DISK_DRV_TYPE", text))
+    // The main unit's enclosures keep their drive type in /etc/model.conf; a Thunderbolt box
+    // ("i2c") in "System Enclosure" of its own file.
+    const char *section = root_section(enc_sys_id);
+    const char *file = nashal::topology::kModelConf;
+    if (!section && strncmp(enc_sys_id, "i2c", 3) == 0) {
+        section = "System Enclosure";
+        file = common_sys_get_thunderbolt_conf(enc_sys_id);
+    }
+    if (section) {
+        if (!model_text(section, "DISK_DRV_TYPE", text, file))
             return -1;
         type = get_disk_drv_type(text);
-        if (model_text(section, "DISK_DEFAULT_MAX_LINK_SPEED", text))
+        if (model_text(section, "DISK_DEFAULT_MAX_LINK_SPEED", text, file))
             *max_speed_out = get_default_link_speed(text);
     } else if (strcmp(enc_sys_id, "root_usb") == 0 || strncmp(enc_sys_id, "usb", 3) == 0) {
         type = DISK_DRV_TYPE_USB;
     } else if (comm_sys_check_is_sas_expander(enc_sys_id) == 0) {
         type = DISK_DRV_TYPE_SAS;
     } else {
-        // Thunderbolt enclosures ("i2c") keep their drive type in a file of their own, read by
-        // the Thunderbolt lookups, which are not in this build.
         return -1;
     }
     switch (type) {

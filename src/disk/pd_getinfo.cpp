@@ -6,7 +6,6 @@
 
 #include "disk/disk_info.h"
 #include "disk/disk_model.h"
-#include "disk/pending_disk_parts.h"
 #include "foundation/text.h"
 #include "nashal/comm_path.h"
 #include "nashal/comm_ses.h"
@@ -14,10 +13,6 @@
 #include "nashal/pd_sys.h"
 
 using namespace nashal::disk;
-
-void trace_not_built(const char *caller, const char *function) {
-    ERR_TRACE(HAL_TRACE_ERROR, "%s(%d): %s is not built yet\n", caller, __LINE__, function);
-}
 
 namespace {
 

@@ -1,10 +1,9 @@
-// The collectors of expansion enclosures: USB hubs and expanders ("usb_%s"), SAS expanders
-// ("sg%d") and Thunderbolt enclosures ("i2c-%d").
+// The collectors of expansion enclosures: USB hubs and expanders ("usb_%s") and SAS expanders
+// ("sg%d"). Thunderbolt boxes have theirs beside their slot lookups (thunderbolt_disks.cpp).
 #include <cstring>
 
 #include "disk/ata_layout.h"
 #include "disk/disk_info.h"
-#include "disk/pending_disk_parts.h"
 #include "nashal/comm_path.h"
 #include "nashal/comm_ses.h"
 #include "nashal/hal_trace.h"
@@ -87,17 +86,6 @@ int getinfo_pd_in_sas_expander(const char *enc_sys_id, const char *pd_sys_id, PD
     else
         fill_sas_info(enc_sys_id, pd_info, true);
     return 0;
-}
-
-int getinfo_pd_in_thunderbolt_expander(const char *enc_sys_id, const char *pd_sys_id,
-                                       PD_INFO *pd_info) {
-    if (!enc_sys_id || !pd_sys_id || !pd_info ||
-        collect_common_steps(enc_sys_id, pd_sys_id, pd_info) != 0)
-        return -1;
-    // The chain position and the enclosure's switch ports come from the Thunderbolt lookups,
-    // which are not in this build.
-    trace_not_built(__func__, "common_sys_get_thunderbolt_info");
-    return -1;
 }
 
 }  // extern "C"

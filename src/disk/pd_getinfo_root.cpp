@@ -6,7 +6,6 @@
 
 #include "disk/ata_layout.h"
 #include "disk/disk_info.h"
-#include "disk/pending_disk_parts.h"
 #include "foundation/text.h"
 #include "nashal/hal_trace.h"
 #include "nashal/pd_sys.h"
@@ -151,10 +150,6 @@ int getinfo_pd_in_pcie_enclosure(const char *enc_sys_id, const char *pd_sys_id, 
     if (!enc_sys_id || !pd_sys_id || !pd_info ||
         collect_common_steps(enc_sys_id, pd_sys_id, pd_info) != 0)
         return -1;
-    if (!get_pcie_physical_drive_port) {
-        trace_not_built(__func__, "get_pcie_physical_drive_port");
-        return -1;
-    }
     int physical_port = -1;
     int switch_port = -1;
     get_pcie_physical_drive_port(pd_sys_id, &physical_port, &switch_port);

@@ -200,6 +200,49 @@ int plain_target_text(const char *path, int host, int target, char (&target_text
 
 }  // namespace
 
+namespace nashal::disk {
+
+int find_disk_on_controller(const char *path, int dev_port, bool sas_layout, char *sys_id_out,
+                            const char *who) {
+    int host = -1;
+    int target = -1;
+    int rc = get_sdev_host(path, dev_port, &host, &target);
+    if (rc != 0) {
+        ERR_TRACE(HAL_TRACE_ERROR, "%s:%d:Internal Error\n", who, __LINE__);
+        return rc;
+    }
+
+    char dir[kPathLen];
+    snprintf(dir, sizeof(dir), "/sys/class/scsi_host/host%d/device", host);
+    char target_text[kIdLen] = "";
+    bool phys = target != -1 && dir_has_prefix(dir, "phy");
+    if (phys && !sas_layout) {
+        // A controller whose disks hang on phys has no place here; its targets are looked for
+        // as on a plain controller.
+        printf("%s(%d):Should not be here!\n", who, __LINE__);
+        phys = false;
+    }
+    if (target == -1) {
+        if (comm_sys_get_sdev_target_bus(dir, target_text) != 0)
+            return -1;
+    } else if (phys) {
+        if (sas_target_text(dir, host, target, target_text, who) != 0)
+            return -1;
+    } else if (plain_target_text(dir, host, target, target_text) != 0) {
+        return -1;
+    }
+
+    char step[2 * kIdLen + 16];
+    snprintf(step, sizeof(step), "/target%s/%s:0", target_text, target_text);
+    if (!path_append(dir, step) || comm_sys_get_sdev_sysid(dir, sys_id_out) != 0) {
+        ERR_TRACE(HAL_TRACE_ERROR, "%s(%d):System Internal Error\n", who, __LINE__);
+        return -1;
+    }
+    return 0;
+}
+
+}  // namespace nashal::disk
+
 extern "C" int lookup_disk_in_root(int dev_domain, const char *dev_bus, const char *bridge_bus,
                                    int dev_port, int pci_switch_port, char *sys_id_out) {
     if (!dev_bus || !sys_id_out)
@@ -211,33 +254,5 @@ extern "C" int lookup_disk_in_root(int dev_domain, const char *dev_bus, const ch
     append_platform_bridge(path, bridge_bus);
     if (descend_to_controller(path, true, pci_switch_port, __func__) != 0)
         return -1;
-
-    int host = -1;
-    int target = -1;
-    int rc = get_sdev_host(path, dev_port, &host, &target);
-    if (rc != 0) {
-        ERR_TRACE(HAL_TRACE_ERROR, "%s:%d:Internal Error\n", __func__, __LINE__);
-        return rc;
-    }
-
-    char dir[kPathLen];
-    snprintf(dir, sizeof(dir), "/sys/class/scsi_host/host%d/device", host);
-    char target_text[kIdLen] = "";
-    if (target == -1) {
-        if (comm_sys_get_sdev_target_bus(dir, target_text) != 0)
-            return -1;
-    } else if (dir_has_prefix(dir, "phy")) {
-        if (sas_target_text(dir, host, target, target_text, __func__) != 0)
-            return -1;
-    } else if (plain_target_text(dir, host, target, target_text) != 0) {
-        return -1;
-    }
-
-    char step[2 * kIdLen + 16];
-    snprintf(step, sizeof(step), "/target%s/%s:0", target_text, target_text);
-    if (!path_append(dir, step) || comm_sys_get_sdev_sysid(dir, sys_id_out) != 0) {
-        ERR_TRACE(HAL_TRACE_ERROR, "%s(%d):System Internal Error\n", __func__, __LINE__);
-        return -1;
-    }
-    return 0;
+    return find_disk_on_controller(path, dev_port, true, sys_id_out, __func__);
 }

@@ -11,11 +11,6 @@
 
 using namespace nashal::disk;
 
-// The Thunderbolt enclosures' own slot switches are driven by their backend; until it is linked
-// in, a Thunderbolt slot's power is left as it is (the result was never looked at anyway).
-extern "C" __attribute__((weak)) int thunderbolt_set_hdd_led(const char *enc_sys_id, int port_id,
-                                                             int on, const char *field);
-
 extern "C" int pd_sys_set_power_supply(const char *enc_sys_id, int port_id, int value) {
     if (!enc_sys_id)
         return -1;
@@ -42,11 +37,9 @@ extern "C" int pd_sys_set_power_supply(const char *enc_sys_id, int port_id, int 
         return 0;
     }
     if (strncmp(enc_sys_id, "i2c", 3) == 0) {
-        if (thunderbolt_set_hdd_led)
-            thunderbolt_set_hdd_led(enc_sys_id, port_id, value, "POWER_SUPPLY");
-        else
-            ERR_TRACE(HAL_TRACE_ERROR, "%s(%d): the Thunderbolt slot switches are not built\n",
-                      __func__, __LINE__);
+        // A Thunderbolt slot's switch is one of its box's I2C bytes; its result was never
+        // looked at.
+        thunderbolt_set_hdd_led(enc_sys_id, port_id, value, "POWER_SUPPLY");
         return 0;
     }
     ERR_TRACE(HAL_TRACE_ERROR, "%s(%d): NOT implement.\n", __func__, __LINE__);

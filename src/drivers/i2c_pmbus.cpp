@@ -5,7 +5,7 @@
 #include <cstdio>
 
 #include "drivers/i2c_bus.h"
-#include "drivers/pending_drivers.h"
+#include "nashal/sio_sys.h"
 #include "nashal/comm_model.h"
 #include "nashal/i2c_sys.h"
 #include "topology/model_file.h"

@@ -9,8 +9,8 @@
 #include <cstdio>
 
 #include "enclosure/enclosure_kinds.h"
-#include "enclosure/pending_kinds.h"
-#include "enclosure/pending_panel_drivers.h"
+#include "nashal/se_sys.h"
+#include "enclosure/panel_drivers.h"
 #include "foundation/blink_process.h"
 #include "nashal/hal_trace.h"
 #include "nashal/ini_conf.h"

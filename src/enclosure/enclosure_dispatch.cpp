@@ -4,7 +4,7 @@
 #include <cstring>
 
 #include "enclosure/enclosure_kinds.h"
-#include "enclosure/pending_kinds.h"
+#include "nashal/se_sys.h"
 #include "foundation/shell_command.h"
 #include "nashal/hal_trace.h"
 #include "nashal/mcu_sys.h"

@@ -4,11 +4,13 @@
 #include <cstdio>
 
 #include "enclosure/enclosure_kinds.h"
-#include "enclosure/pending_panel_drivers.h"
+#include "enclosure/panel_drivers.h"
 #include "enclosure/root_panel.h"
 #include "nashal/comm_model.h"
 #include "nashal/comm_ses.h"
 #include "nashal/hal_trace.h"
+#include "nashal/i2c_sys.h"
+#include "nashal/pd_sys.h"
 #include "nashal/se_sys.h"
 #include "topology/model_file.h"
 
@@ -47,6 +49,24 @@ int thunderbolt_led_write(const char *id, const char *key, Action action, int by
         return -1;
     }
     return i2c_sys_dev_write_byte_data(bus, address, index, byte);
+}
+
+// A light switched by one byte sent to an I2C device of the enclosure's file: the value of `key`
+// in `section` is "address:start:stop", start lighting it and stop darkening it.
+int thunderbolt_send_start_stop(const char *id, const char *section, const char *key, bool on) {
+    const char *file = common_sys_get_thunderbolt_conf(id);
+    char value[HAL_ID_LEN];
+    if (!file || !nashal::topology::model_text(section, key, value, sizeof value, file)) {
+        ERR_TRACE(HAL_TRACE_ERROR, "Get %s Field %s failed!\n", section, key);
+        return -1;
+    }
+    int32_t address = 0, start = 0, stop = 0;
+    if (comm_sys_parse_c_i2c_start_stop(value, &address, &start, &stop) != 0)
+        return -1;
+    const int bus = common_sys_get_thunderbolt_i2c_num(id);
+    if (bus <= 99)
+        return -1;
+    return i2c_sys_dev_send_byte(bus, address, (on ? start : stop) & 0xff);
 }
 
 // The USB bus name behind "usb_", when that enclosure has a PIC; else null.
@@ -89,6 +109,34 @@ int se_sys_set_overheat_led(const char *id, int pattern) {
         return -1;
     int byte = pattern >= 1 && pattern <= 6 ? pattern * 2 - 1 : 0;
     return thunderbolt_led_write(id, "OVERHEAT_LED", Action::Set, byte);
+}
+
+// The box's one-digit display shows its enclosure number.
+int thunderbolt_set_7_segment_led(const char *id, int value) {
+    if (value < 0 || value > 9)
+        return -1;
+    const int bus = thunderbolt_bus(id);
+    const char *file = common_sys_get_thunderbolt_conf(id);
+    char text[HAL_ID_LEN];
+    if (bus < 0 || !file ||
+        !nashal::topology::model_text("System IO", "7S_LED", text, sizeof text, file))
+        return -1;
+    int32_t address = 0, index = 0;
+    if (comm_sys_parse_c_i2c_index(text, &address, &index) != 0)
+        return -1;
+    return i2c_sys_dev_write_byte_data(bus, address, index, value);
+}
+
+int thunderbolt_set_ident_led(const char *id, int enable) {
+    return thunderbolt_send_start_stop(id, "System IO", "LOCATE_LED", enable != 0);
+}
+
+int thunderbolt_set_hdd_led(const char *id, int port_id, int on, const char *field) {
+    if (!field)
+        return -1;
+    char section[HAL_NAME_LEN];
+    snprintf(section, sizeof section, "System Disk %d", port_id);
+    return thunderbolt_send_start_stop(id, section, field, on != 0);
 }
 
 int usb_expander_set_status_led(const char *id, int colour, int enable) {

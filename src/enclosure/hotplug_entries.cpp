@@ -5,7 +5,7 @@
 #include <cstring>
 
 #include "enclosure/enclosure_kinds.h"
-#include "enclosure/pending_kinds.h"
+#include "nashal/se_sys.h"
 #include "foundation/shell_command.h"
 #include "foundation/text.h"
 #include "nashal/hal_se.h"

@@ -10,7 +10,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "drivers/pending_drivers.h"
+#include "nashal/sio_sys.h"
 #include "foundation/raii.h"
 #include "foundation/text.h"
 #include "nashal/hal_trace.h"

@@ -1,14 +1,13 @@
 // The routing of every other backend operation: each tests the enc_sys_id against the kinds in
-// its own fixed order, and the first kind that matches serves the call. Kinds that are built by
-// other modules reach them through not_built_yet until they land.
+// its own fixed order, and the first kind that matches serves the call.
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
 #include "enclosure/enclosure_kinds.h"
-#include "enclosure/pending_kinds.h"
-#include "enclosure/pending_panel_drivers.h"
+#include "nashal/se_sys.h"
+#include "enclosure/panel_drivers.h"
 #include "enclosure/root_panel.h"
 #include "enclosure/sas_expander.h"
 #include "foundation/shell_command.h"
@@ -65,34 +64,6 @@ bool is_usb(Kind kind) {
     return kind == Kind::UsbExpander || kind == Kind::UsbOther;
 }
 
-// Who serves an operation, by kind; a kind that isn't named has no such operation.
-struct Served {
-    Kind kind;
-    const char *what;
-};
-
-template <size_t N>
-const char *served_by(Kind kind, const Served (&rows)[N]) {
-    for (const Served &row : rows)
-        if (row.kind == kind)
-            return row.what;
-    return nullptr;
-}
-
-constexpr Served kSensors[] = {{Kind::Root, "root sensors"},
-                               {Kind::Sas, "SAS expander sensors"},
-                               {Kind::UsbExpander, "USB expander sensors"},
-                               {Kind::Thunderbolt, "Thunderbolt sensors"}};
-constexpr Served kFans[] = {{Kind::Root, "root fans"},
-                            {Kind::Sas, "SAS expander fans"},
-                            {Kind::UsbExpander, "USB expander fans"},
-                            {Kind::Thunderbolt, "Thunderbolt fans"}};
-constexpr Served kLocateLed[] = {{Kind::Root, "root locate LED"},
-                                 {Kind::UsbExpander, "USB expander locate LED"},
-                                 {Kind::UsbOther, "USB expander locate LED"},
-                                 {Kind::Sas, "SAS expander locate LED"},
-                                 {Kind::Thunderbolt, "Thunderbolt locate LED"}};
-
 // A fan, or with -1 every fan of "MAX_FAN_NUM" of the model file (a Thunderbolt enclosure's count
 // too); each fan is tried, and the result is the last one's.
 template <typename Fn>
@@ -120,8 +91,8 @@ extern "C" int se_sys_get_temp(const char *id, int temp_index, double *temperatu
         return root_get_temp(temp_index, temperature);
     if (kind == Kind::Sas)
         return sas_expander_get_temperature(id, temp_index, temperature);
-    if (const char *what = served_by(kind, kSensors))
-        return not_built_yet(__func__, id, what);
+    if (kind == Kind::Thunderbolt)
+        return thunderbolt_expander_get_temperature(id, temp_index, temperature);
     return NOT_IMPLEMENTED(id);
 }
 
@@ -145,8 +116,6 @@ extern "C" int se_sys_get_fan_speed(const char *id, int fan_index, int *speed, i
         return thunderbolt_get_fan_speed(id, fan_index, speed, status);
     if (kind == Kind::Sas)
         return sas_expander_get_fan_speed(id, fan_index, speed, status);
-    if (const char *what = served_by(kind, kFans))
-        return not_built_yet(__func__, id, what);
     return NOT_IMPLEMENTED(id);
 }
 
@@ -165,8 +134,6 @@ extern "C" int se_sys_set_fan_speed(const char *id, int fan_index, int level) {
     // An expansion enclosure's fans share one speed: the overall cooling element sets them all.
     if (kind == Kind::Sas)
         return sas_expander_set_fan_speed(id, level);
-    if (const char *what = served_by(kind, kFans))
-        return not_built_yet(__func__, id, what);
     ERR_TRACE(HAL_TRACE_INFO, "%s(%d):NOT implement\n", __func__, __LINE__);
     return -1;
 }
@@ -215,8 +182,8 @@ extern "C" int se_sys_set_ident_led(const char *id, int enable) {
         return se_sys_set_pd_ident_led(id, -1, enable, 0);
     if (kind == Kind::Sas)
         return sas_expander_set_ident_led(id, enable);
-    if (const char *what = served_by(kind, kLocateLed))
-        return not_built_yet(__func__, id, what);
+    if (kind == Kind::Thunderbolt)
+        return thunderbolt_set_ident_led(id, enable);
     ERR_TRACE(HAL_TRACE_INFO, "%s(%d): NOT implement.\n", __func__, __LINE__);
     return -1;
 }
@@ -239,9 +206,7 @@ extern "C" int se_sys_set_7_segment_led(const char *id, int value) {
                 return -1;
             return sas_expander_set_7_segment_led(id, value);
         case Kind::Thunderbolt:
-            if (value < 0 || value > 9)
-                return -1;
-            return not_built_yet(__func__, id, "Thunderbolt display");
+            return thunderbolt_set_7_segment_led(id, value);
         default:
             ERR_TRACE(HAL_TRACE_INFO, "%s(%d): Not implemented\n", __func__, __LINE__);
             return -1;

@@ -6,7 +6,7 @@
 
 #include "enclosure/enclosure_kinds.h"
 #include "enclosure/panel_methods.h"
-#include "enclosure/pending_panel_drivers.h"
+#include "enclosure/panel_drivers.h"
 #include "enclosure/root_panel.h"
 #include "enclosure/pc_speaker_layout.h"
 #include "foundation/raii.h"

@@ -6,7 +6,7 @@
 #include <cstring>
 
 #include "enclosure/enclosure_kinds.h"
-#include "enclosure/pending_kinds.h"
+#include "nashal/se_sys.h"
 #include "foundation/raii.h"
 #include "foundation/text.h"
 #include "nashal/comm_path.h"

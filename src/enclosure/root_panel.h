@@ -33,6 +33,8 @@ int get_soc_temp(double *temperature);
 
 int thunderbolt_set_status_led(const char *enc_sys_id, int colour, int enable);
 int thunderbolt_blink_status_led(const char *enc_sys_id, int colour, int enable);
+int thunderbolt_set_7_segment_led(const char *enc_sys_id, int value);
+int thunderbolt_set_ident_led(const char *enc_sys_id, int enable);
 int usb_expander_set_status_led(const char *enc_sys_id, int colour, int enable);
 int usb_expander_blink_status_led(const char *enc_sys_id, int colour, int enable);
 int usb_expander_set_buzzer(const char *enc_sys_id, int mode);

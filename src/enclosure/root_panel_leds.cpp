@@ -6,7 +6,7 @@
 
 #include "enclosure/enclosure_kinds.h"
 #include "enclosure/panel_methods.h"
-#include "enclosure/pending_panel_drivers.h"
+#include "enclosure/panel_drivers.h"
 #include "enclosure/root_panel.h"
 #include "nashal/comm_model.h"
 #include "nashal/comm_port.h"

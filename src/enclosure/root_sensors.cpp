@@ -10,7 +10,7 @@
 #include <cstring>
 
 #include "enclosure/panel_methods.h"
-#include "enclosure/pending_panel_drivers.h"
+#include "enclosure/panel_drivers.h"
 #include "enclosure/root_panel.h"
 #include "foundation/raii.h"
 #include "nashal/comm_model.h"

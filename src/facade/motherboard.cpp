@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "drivers/pending_drivers.h"
+#include "nashal/sio_sys.h"
 #include "nashal/sas_expander_fw.h"
 #include "nashal/se_board.h"
 #include "foundation/text.h"
