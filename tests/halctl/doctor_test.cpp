@@ -98,7 +98,7 @@ TEST(Doctor, KnownLedMethodResolvesAndSaysWhetherThisBuildDrivesIt) {
     set_key(board, 1, "ERR_LED", "SIO:I3A:B2");
     halctl_test::Result r = board.run("--json doctor 0 1");
     EXPECT_EQ(r.status, 0) << r.out;
-    EXPECT_NE(member(r.out, "led ERR_LED").find("method SIO via pd_sys_set_err_led"),
+    EXPECT_NE(member(r.out, "led_err_led").find("method SIO via pd_sys_set_err_led"),
               std::string::npos)
         << r.out;
 }
@@ -170,7 +170,7 @@ TEST(DoctorShelves, NamesEachInjectedFaultAtItsBay) {
             std::string("--json doctor ") + f.enc_sys_id + " " + std::to_string(f.bay);
         halctl_test::Result clean = board.run(args);
         ASSERT_EQ(clean.status, 0) << clean.out;
-        EXPECT_NE(member(clean.out, "maps back to"), "") << clean.out;
+        EXPECT_NE(member(clean.out, "maps_back_to"), "") << clean.out;
         f.inject(board);
         halctl_test::Result after = board.run(args);
         EXPECT_EQ(after.status, 1) << after.out;
@@ -233,7 +233,7 @@ TEST(DoctorUsbBox, NamesEachInjectedFaultAtItsSlot) {
             std::string("--json doctor ") + f.enc_sys_id + " " + std::to_string(f.bay);
         halctl_test::Result clean = board.run(args);
         ASSERT_EQ(clean.status, 0) << clean.out;
-        EXPECT_EQ(member(clean.out, "maps back to"), "usb_2-1 slot " + std::to_string(f.bay));
+        EXPECT_EQ(member(clean.out, "maps_back_to"), "usb_2-1 slot " + std::to_string(f.bay));
         f.inject(board);
         halctl_test::Result after = board.run(args);
         EXPECT_EQ(after.status, 1) << after.out;

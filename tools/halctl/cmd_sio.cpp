@@ -41,7 +41,7 @@ int info(halctl::Context &ctx) {
         base = nashal::superio::gpio_base(chip);
     }
     ctx.out.record({Output::text("chip", name), Output::number("index", chip),
-                    has_id ? Output::hex("id", id) : Output::text("id", "none"),
+                    has_id ? Output::hex("id", id) : Output::none("id", "none"),
                     Output::hex("gpio base", base)});
     return halctl::kOk;
 }
