@@ -146,13 +146,13 @@ struct ExpanderFault {
     const char *told;
 };
 
-// The shelves of x86-sas-shelves: sg12 (12 bays, sg0-sg10), sg37 chained behind it.
+// The first shelf of x86-sas-shelves: sg12, 12 bays, disks sg0-sg10 (the smallest walk).
 const ExpanderFault kShelfFaults[] = {
-    {"the chained shelf's expander vanished", "sg37", 1,
+    {"the shelf's expander vanished", "sg12", 1,
      [](const Board &b) {
-         nashal::sim::remove_tree(device_of(b, "/sys/class/sas_expander/expander-2:1"));
+         nashal::sim::remove_tree(device_of(b, "/sys/class/sas_expander/expander-2:0"));
      },
-     "the shelf's expander expander-2:1 is gone"},
+     "the shelf's expander expander-2:0 is gone"},
     {"a disk pulled", "sg12", 3,
      [](const Board &b) {
          std::string sdev = device_of(b, "/sys/class/scsi_generic/sg2/device");
