@@ -1,7 +1,7 @@
 // What every bench here shares: each figure is printed beside a baseline measured in the same
 // run, as a ratio. The reporter keeps each benchmark's time per iteration, real and CPU (the
 // median of the repetitions when there are several, else the single run), for the ratios printed
-// after the table.
+// after the table; run_on_appliance() is the whole main of a bench.
 #ifndef NASHAL_BENCH_BASELINE_H
 #define NASHAL_BENCH_BASELINE_H
 
@@ -9,9 +9,13 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <cstdio>
+#include <initializer_list>
 #include <map>
 #include <string>
 #include <vector>
+
+#include "sim/appliance.h"
 
 namespace nashal::bench {
 
@@ -68,6 +72,42 @@ inline void run_interleaved(int argc, char **argv, int repetitions, RatioReporte
     benchmark::Initialize(&count, args.data());
     benchmark::RunSpecifiedBenchmarks(&reporter);
     benchmark::Shutdown();
+}
+
+// A figure and the baseline it is read against. `per` divides the figure first (a scan of 24
+// disks read per disk); `note` says what the ratio reads as, or its goal.
+struct Figure {
+    const char *name;
+    const char *baseline;
+    const char *note = "";
+    double per = 1;
+};
+
+// Each figure over its baseline in real and CPU time, and the share of the wall the figure's
+// own thread spent on the CPU (low when the time goes to the programs it runs).
+inline void print_ratios(const RatioReporter &reporter, std::initializer_list<Figure> figures) {
+    printf("\nratio to baseline: real time, cpu time, own cpu share of the wall\n");
+    for (const Figure &f : figures) {
+        double real = reporter.ratio(f.name, f.baseline) / f.per;
+        if (real > 0)
+            printf("  %-24s / %-28s %7.2f %7.2f %5.1f %%  %s\n", f.name, f.baseline, real,
+                   reporter.ratio(f.name, f.baseline, true) / f.per,
+                   100.0 * reporter.cpu_share(f.name), f.note);
+    }
+}
+
+// The main of a bench: enters the appliance (a fresh one, or a copy of an example board), lets
+// `prepare` build what the benchmarks work on (false: give up), runs them repeated and
+// interleaved and prints each figure beside its baseline. 1 when the set-up fails.
+template <class Prepare>
+int run_on_appliance(int argc, char **argv, nashal::sim::Appliance app, Prepare prepare,
+                     int repetitions, std::initializer_list<Figure> figures) {
+    if (!app.activate() || !prepare())
+        return 1;
+    RatioReporter reporter;
+    run_interleaved(argc, argv, repetitions, reporter);
+    print_ratios(reporter, figures);
+    return 0;
 }
 
 // The least a reader of a file can do, the baseline of every query: open it, read until a

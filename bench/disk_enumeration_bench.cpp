@@ -8,43 +8,13 @@
 // told apart from slower programs.
 #include <benchmark/benchmark.h>
 
-#include <cstdio>
 #include <cstdlib>
-#include <string>
 
 #include "bench/baseline.h"
+#include "bench/expander_board.h"
 #include "nashal/pd_sys.h"
-#include "sim/appliance.h"
-#include "sim/fs.h"
-#include "sim/sysfs_builders.h"
 
 namespace {
-
-using namespace nashal::sim;
-
-constexpr int kBays = 24;
-
-void build_board() {
-    SysfsTree t;
-    auto root = t.pci_root(0, 0);
-    auto rp = t.pci_bridge(root, 0, 0, 1, 0, 1);
-    auto hba = t.pci_function(rp, 0, 1, 0, 0, kPciClassSas, 0x1000, 0x0097);
-    auto host = t.sas_host(hba, 0, 8);
-    auto wide = t.sas_port(host, "port-0:0");
-    auto exp = t.sas_expander(wide, "expander-0:0", 8 + kBays, 0x500304800000007full);
-    std::string model = "[System Enclosure]\nMAX_DISK_NUM = 24\n";
-    for (int i = 0; i < kBays; ++i) {
-        std::string n = std::to_string(i);
-        auto port = t.sas_port(exp, "port-0:0:" + n);
-        symlink_relative(port, exp + "/phy-0:0:" + std::to_string(8 + i) + "/port");
-        auto end = t.sas_end_device(port, 0x5000c50000000000ull + i, 8 + i);
-        t.scsi_device(end, {0, 0, i, 0},
-                      ScsiDesc::disk(i, "sd" + std::string(1, 'a' + i), "SEAGATE", "ST8000NM0075"));
-        model += "[System Disk " + std::to_string(i + 1) +
-                 "]\nDEV_BUS = B00:D01:F0\nDEV_PORT = " + std::to_string(8 + i) + "\n";
-    }
-    write_file("/etc/model.conf", model);
-}
 
 void BM_PdSysEnumerateRoot(benchmark::State &state) {
     int found = 0;
@@ -81,24 +51,10 @@ BENCHMARK(BM_LsscsiBaseline)->Unit(benchmark::kMillisecond);
 }  // namespace
 
 int main(int argc, char **argv) {
-    Appliance app = Appliance::fresh();
-    if (!app.activate())
-        return 1;
-    build_board();
-
     // Each run spawns a few hundred programs: three repetitions are enough for a median.
-    nashal::bench::RatioReporter reporter;
-    nashal::bench::run_interleaved(argc, argv, 3, reporter);
-
-    const char *const figures[] = {"BM_PdSysEnumerateRoot", "BM_RootWalkWithoutUdev"};
-    printf("\nratio to baseline, real time:\n");
-    for (const char *name : figures)
-        if (reporter.ratio(name, "BM_LsscsiBaseline") > 0)
-            printf("  %-22s / %-18s %6.2f\n", name, "BM_LsscsiBaseline",
-                   reporter.ratio(name, "BM_LsscsiBaseline"));
-    printf("\nthe library's own CPU time as a share of the wall:\n");
-    for (const char *name : figures)
-        if (reporter.cpu_share(name) > 0)
-            printf("  %-22s %5.1f %%\n", name, 100.0 * reporter.cpu_share(name));
-    return 0;
+    return nashal::bench::run_on_appliance(
+        argc, argv, nashal::sim::Appliance::fresh(),
+        [] { return nashal::bench::build_expander_board(false, "MAX_DISK_NUM = 24\n"); }, 3,
+        {{"BM_PdSysEnumerateRoot", "BM_LsscsiBaseline"},
+         {"BM_RootWalkWithoutUdev", "BM_LsscsiBaseline"}});
 }

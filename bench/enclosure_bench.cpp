@@ -72,21 +72,15 @@ BENCHMARK(BM_SE_Enumerate);
 }  // namespace
 
 int main(int argc, char **argv) {
-    auto app = nashal::sim::Appliance::copy_of(NASHAL_EXAMPLES_DIR "/x86-8bay");
-    if (!app.activate())
-        return 1;
-    SE_Scan();  // the registry the reads work on
-    nashal::bench::RatioReporter reporter;
-    nashal::bench::run_interleaved(argc, argv, 5, reporter);
-    auto ratio = [&](const char *what, const char *base, const char *goal) {
-        if (reporter.ratio(what, base) > 0)
-            printf("  %-16s / %-20s %6.2f  %6.2f  %s\n", what, base, reporter.ratio(what, base),
-                   reporter.ratio(what, base, true), goal);
-    };
-    printf("\nratio to baseline, real time, cpu time:\n");
-    ratio("BM_SE_Scan", "BM_ReadModelConfWhole", "");
-    ratio("BM_SE_Get_Info", "BM_ReadHalConfWhole", "(goal <= 2)");
-    ratio("BM_SE_Enumerate", "BM_ReadHalConfWhole", "(goal <= 2)");
-    ratio("BM_EntryTrace", "BM_ReadHalConfWhole", "(part of each figure above)");
-    return 0;
+    return nashal::bench::run_on_appliance(
+        argc, argv, nashal::sim::Appliance::copy_of(NASHAL_EXAMPLES_DIR "/x86-8bay"),
+        [] {
+            SE_Scan();  // the registry the reads work on
+            return true;
+        },
+        5,
+        {{"BM_SE_Scan", "BM_ReadModelConfWhole"},
+         {"BM_SE_Get_Info", "BM_ReadHalConfWhole", "(goal <= 2)"},
+         {"BM_SE_Enumerate", "BM_ReadHalConfWhole", "(goal <= 2)"},
+         {"BM_EntryTrace", "BM_ReadHalConfWhole", "(part of each figure above)"}});
 }

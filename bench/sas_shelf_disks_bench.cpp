@@ -4,11 +4,10 @@
 // bay); lsscsi reads every SCSI device of the bus once.
 #include <benchmark/benchmark.h>
 
-#include <cstdio>
 #include <cstdlib>
-#include <map>
 #include <string>
 
+#include "bench/baseline.h"
 #include "nashal/pd_sys.h"
 #include "sim/appliance.h"
 #include "sim/fs.h"
@@ -23,7 +22,7 @@ constexpr int kShelves = 4;
 constexpr int kBays = 24;
 const char *const kSesNodes[kShelves] = {"sg100", "sg101", "sg102", "sg103"};
 
-void build_shelves() {
+bool build_shelves() {
     SysfsTree t;
     auto root = t.pci_root(0, 0);
     auto rp = t.pci_bridge(root, 0, 0, 1, 0, 1);
@@ -44,7 +43,7 @@ void build_shelves() {
         upstream[s % 2] = shelf.out_port;  // the next shelf of this chain hangs here
         block = next_block_name(shelf.blocks.back());
     }
-    write_file("/etc/model.conf", "[System Enclosure]\nCAP = 0\n");
+    return write_file("/etc/model.conf", "[System Enclosure]\nCAP = 0\n");
 }
 
 void BM_SasShelfDisks(benchmark::State &state) {
@@ -69,33 +68,9 @@ void BM_LsscsiBaseline(benchmark::State &state) {
 }
 BENCHMARK(BM_LsscsiBaseline)->Unit(benchmark::kMillisecond);
 
-class RatioReporter : public benchmark::ConsoleReporter {
-  public:
-    std::map<std::string, double> times;
-    void ReportRuns(const std::vector<Run> &runs) override {
-        for (const auto &r : runs)
-            times[r.benchmark_name()] = r.GetAdjustedRealTime();
-        ConsoleReporter::ReportRuns(runs);
-    }
-};
-
 }  // namespace
 
 int main(int argc, char **argv) {
-    Appliance app = Appliance::fresh();
-    if (!app.activate())
-        return 1;
-    build_shelves();
-
-    benchmark::Initialize(&argc, argv);
-    RatioReporter reporter;
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-    benchmark::Shutdown();
-
-    auto a = reporter.times.find("BM_SasShelfDisks");
-    auto b = reporter.times.find("BM_LsscsiBaseline");
-    if (a != reporter.times.end() && b != reporter.times.end() && b->second > 0)
-        printf("\nratio to baseline:\n  %-18s / %-18s %6.2f\n", a->first.c_str(), b->first.c_str(),
-               a->second / b->second);
-    return 0;
+    return nashal::bench::run_on_appliance(argc, argv, Appliance::fresh(), build_shelves, 3,
+                                           {{"BM_SasShelfDisks", "BM_LsscsiBaseline"}});
 }

@@ -1,8 +1,8 @@
 // The System V semaphore locks that chips and buses are guarded by between processes. One set
 // of one semaphore per key, mode 0666, taken with SEM_UNDO so that the kernel gives the lock
-// back when a holder dies in the middle of a transfer. The creator of the set raises it to 1;
-// a process that arrives between the creation and that first SETVAL simply blocks until it is
-// done. A take is tried three times before it is given up.
+// back when a holder dies in the middle of a transfer. The creator of the set raises it to 1; a
+// set a dead creator left at 0 is repaired. A take waits a bounded time and is tried three times
+// before it is given up, so a caller never hangs for ever.
 #ifndef NASHAL_FOUNDATION_SYSV_LOCK_H
 #define NASHAL_FOUNDATION_SYSV_LOCK_H
 
@@ -10,7 +10,7 @@
 
 namespace nashal {
 
-// 0 and the set's id in *semid, or -1 with a trace naming `who`.
+// 0 and the set's id in *semid (when not null), or -1 with a trace naming `who`.
 int sysv_lock_acquire(const char *who, int key, int *semid);
 // One +1 with SEM_UNDO; 0 or -1.
 int sysv_lock_release(int semid);

@@ -25,7 +25,7 @@ TEST_F(HalctlFoundation, DebugWritesTheLineEveryProcessReadsAndTraceFollowsIt) {
     EXPECT_EQ(halctl("--json debug").out,
               "{\"schema\": \"nashal.halctl/1\", \"configuration\": \"none\", \"mask\": \"0xb "
               "(default)\", \"output\": "
-              "\"/var/log/hal_lib.log\", \"log size\": -1, \"rotated copy size\": -1}\n");
+              "\"/var/log/hal_lib.log\", \"log_size\": -1, \"rotated_copy_size\": -1}\n");
     ASSERT_EQ(halctl("debug 0x1f").status, 0);
     EXPECT_EQ(read_file(dir_ + "/var/log/hal_lib.log.conf"), "1f:/var/log/hal_lib.log\n");
     ASSERT_EQ(halctl("trace 16 register 0x2e read").status, 0);

@@ -76,15 +76,15 @@ TEST(CmosCli, RecoveryModeIsWrittenInTheFormTheBiosMarkedTheByteWith) {
         ASSERT_EQ(shown.status, 0) << what;
         EXPECT_EQ(shown.out,
                   "{\"schema\": \"nashal.halctl/1\", \"mode\": " + std::to_string(c.mode) +
-                      ", \"bios initialised\": " + std::to_string(c.initialised) +
-                      ", \"power byte\": \"" + hex(c.written) + "\"}\n")
+                      ", \"bios_initialised\": " + std::to_string(c.initialised) +
+                      ", \"power_byte\": \"" + hex(c.written) + "\"}\n")
             << what;
     }
     // Code 1 has no mode in the initialised form: shown as none, not as a number.
     board.seed(kPowerIndex, 0x41);
     Result none = board.run("--json cmos recovery");
     ASSERT_EQ(none.status, 0);
-    EXPECT_NE(none.out.find("\"mode\": \"none\""), std::string::npos) << none.out;
+    EXPECT_NE(none.out.find("\"mode\": null"), std::string::npos) << none.out;
 }
 
 TEST(CmosCli, EupTogglesItsBitAloneAndIsReadBack) {
@@ -94,7 +94,7 @@ TEST(CmosCli, EupTogglesItsBitAloneAndIsReadBack) {
     EXPECT_EQ(board.byte(kPowerIndex), 0xA1);
     Result on = board.run("--json cmos eup");
     ASSERT_EQ(on.status, 0);
-    EXPECT_EQ(on.out, "{\"schema\": \"nashal.halctl/1\", \"eup\": 1, \"power byte\": \"0xa1\"}\n");
+    EXPECT_EQ(on.out, "{\"schema\": \"nashal.halctl/1\", \"eup\": 1, \"power_byte\": \"0xa1\"}\n");
 
     ASSERT_EQ(board.run("cmos eup 0").status, 0);
     EXPECT_EQ(board.byte(kPowerIndex), 0x81) << "switching EuP off touched the recovery bits";
@@ -124,12 +124,12 @@ TEST(CmosCli, C2fIsSetWithinWhatTheMemoryAdmitsAndReadBackOnlyWhenValid) {
     Result shown = board.run("--json cmos c2f");
     ASSERT_EQ(shown.status, 0);
     EXPECT_EQ(shown.out,
-              "{\"schema\": \"nashal.halctl/1\", \"enable\": 1, \"size\": 4, \"supported sizes\": "
+              "{\"schema\": \"nashal.halctl/1\", \"enable\": 1, \"size\": 4, \"supported_sizes\": "
               "\"0x16\"}\n");
 
     board.set_memory_mb(4096);  // sizes 1 and 2 only
     EXPECT_EQ(board.run("cmos c2f 1 4").status, 1) << "4 GB of memory can't reserve size 4";
-    EXPECT_NE(board.run("--json cmos c2f").out.find("\"supported sizes\": \"0x6\""),
+    EXPECT_NE(board.run("--json cmos c2f").out.find("\"supported_sizes\": \"0x6\""),
               std::string::npos);
     EXPECT_EQ(board.byte(kC2fIndex), 0xB1);
 }

@@ -10,6 +10,7 @@
 
 #include "halctl/halctl_runner.h"
 #include "sim/fs.h"
+#include "sim/sysfs_builders.h"
 
 namespace {
 
@@ -97,7 +98,7 @@ TEST(Doctor, KnownLedMethodResolvesAndSaysWhetherThisBuildDrivesIt) {
     set_key(board, 1, "ERR_LED", "SIO:I3A:B2");
     halctl_test::Result r = board.run("--json doctor 0 1");
     EXPECT_EQ(r.status, 0) << r.out;
-    EXPECT_NE(member(r.out, "led ERR_LED").find("method SIO via pd_sys_set_err_led"),
+    EXPECT_NE(member(r.out, "led_err_led").find("method SIO via pd_sys_set_err_led"),
               std::string::npos)
         << r.out;
 }
@@ -121,12 +122,130 @@ TEST(Doctor, WholeBoardReadsOnlyAndCountsTheBaysThatDontResolve) {
     // Bay 8 of this board is empty: one bay that doesn't resolve.
     EXPECT_EQ(r.status, 1);
     EXPECT_NE(r.out.find("\"broken\": 1,"), std::string::npos) << r.out;
-    EXPECT_NE(r.out.find("\"bay\": 8, \"status\": \"empty\""), std::string::npos) << r.out;
+    EXPECT_NE(r.out.find("\"port_id\": 8, \"status\": \"empty\""), std::string::npos) << r.out;
     std::string cmd = "find " + board.dir() + " -newer " + marker +
                       " -type f ! -path '*/var/log/*' ! -path '*/tmp/*' | grep -q .";
     EXPECT_NE(system(cmd.c_str()), 0) << "doctor wrote into the board";
     EXPECT_EQ(board.run("doctor 1").status, 1) << "an enclosure that isn't recorded";
     EXPECT_EQ(board.run("doctor 0 x").status, 2);
+}
+
+// The sysfs directory behind a class link of the board.
+std::string device_of(const Board &b, const std::string &class_link) {
+    char real[PATH_MAX];
+    std::string link = b.dir() + class_link;
+    EXPECT_NE(realpath(link.c_str(), real), nullptr) << link;
+    return real;
+}
+
+struct ExpanderFault {
+    const char *name;
+    const char *enc_sys_id;
+    int bay;
+    std::function<void(const Board &)> inject;
+    const char *told;
+};
+
+// The first shelf of x86-sas-shelves: sg12, 12 bays, disks sg0-sg10 (the smallest walk).
+const ExpanderFault kShelfFaults[] = {
+    {"the shelf's expander vanished", "sg12", 1,
+     [](const Board &b) {
+         nashal::sim::remove_tree(device_of(b, "/sys/class/sas_expander/expander-2:0"));
+     },
+     "the shelf's expander expander-2:0 is gone"},
+    {"a disk pulled", "sg12", 3,
+     [](const Board &b) {
+         std::string sdev = device_of(b, "/sys/class/scsi_generic/sg2/device");
+         nashal::sim::remove_tree(sdev);
+     },
+     "no disk on the shelf's expander names bay 3: the bay is empty (disk pulled?)"},
+};
+
+TEST(DoctorShelves, NamesEachInjectedFaultAtItsBay) {
+    for (const ExpanderFault &f : kShelfFaults) {
+        SCOPED_TRACE(f.name);
+        Board board("x86-sas-shelves");
+        // By system id: a shelf's walk needs no scan, which on this board takes minutes.
+        std::string args =
+            std::string("--json doctor ") + f.enc_sys_id + " " + std::to_string(f.bay);
+        halctl_test::Result clean = board.run(args);
+        ASSERT_EQ(clean.status, 0) << clean.out;
+        EXPECT_NE(member(clean.out, "maps_back_to"), "") << clean.out;
+        f.inject(board);
+        halctl_test::Result after = board.run(args);
+        EXPECT_EQ(after.status, 1) << after.out;
+        EXPECT_NE(member(after.out, "problem").find(f.told), std::string::npos) << after.out;
+    }
+}
+
+// A managed USB box on chassis port 1: its SuperSpeed hub 2-1 with USB-to-SATA bridges in
+// slots 1 (a disk), 2 (none) and 3 (behind the inner hub, a disk), and its USB 2 twin, the
+// maker's own device, with the PIC's serial adapter on port 3.
+void build_usb_box(const Board &b) {
+    using namespace nashal::sim;
+    ASSERT_TRUE(write_file(b.dir() + "/etc/model.conf",
+                           "[System Enclosure]\nCAP = 0x100000\n"
+                           "[Usb Enclosure]\nMAX_PORT_NUM = 1\nUSB3_PORT_BITMAP = 0x2\n"
+                           "[Usb Port 1]\nDEV_BUS = B00:D20:F0\nDEV_PORT_SS = 1\n"
+                           "DEV_PORT_NS = 3\n"));
+    ASSERT_TRUE(write_file(b.dir() + "/etc/model_ext.conf",
+                           "[External Enclosure]\nMAX_SUPPORT_TYPE_COUNT = 1\n"
+                           "[External Type 1]\nPRODUCT_ID = 5a31\nMODEL = EX-400\n"
+                           "CAP = 0x400000\nMAX_PORT_NUM = 3\nPort_PIC = 3\n"
+                           "Port1 = 1\nPort2 = 2\nPort3 = 4.1\n"));
+    SysfsTree t(b.dir());
+    auto xhci = t.pci_function(t.pci_root(0, 0), 0, 0, 0x14, 0, 0x0c0330);
+    auto hs = t.usb_root_hub(xhci, 1, 8, "480");
+    auto ss = t.usb_root_hub(xhci, 2, 8, "5000");
+    auto bridge = [&](const std::string &hub, int port, int host, int sg) {
+        auto dev = t.usb_device(hub, port, {0x1e4e, 0x0001, "Bridge", "", "", "5000", 0});
+        auto intf = t.usb_interface(dev, 0, 8);
+        if (host >= 0)
+            t.scsi_device(t.scsi_host(intf, host), {host, 0, 0, 0},
+                          ScsiDesc::disk(sg, "sd" + std::string(1, 'a' + sg), "ATA", "D"));
+    };
+    auto box = t.usb_device(ss, 1, {0x1e4e, 0x5a31, "EX Box", "Vornix", "", "5000", 4});
+    bridge(box, 1, 6, 0);
+    bridge(box, 2, -1, 0);
+    bridge(t.usb_device(box, 4, {0x1e4e, 0x0002, "Hub", "", "", "5000", 2}), 1, 7, 1);
+    auto twin = t.usb_device(hs, 3, {0xfff0, 0xff01, "EX Box", "", "", "480", 4});
+    auto serial = t.usb_device(twin, 3, {0x0403, 0x6001, "Serial", "", "", "12", 0});
+    t.usb_serial(t.usb_interface(serial, 0, 0xff), 0);
+}
+
+const ExpanderFault kBoxFaults[] = {
+    {"the box's serial adapter is missing", "usb_2-1", 1,
+     [](const Board &b) { nashal::sim::remove_tree(device_of(b, "/sys/bus/usb/devices/1-3.3")); },
+     "the box's PIC serial adapter is missing"},
+    {"a disk pulled", "usb_2-1", 3,
+     [](const Board &b) {
+         nashal::sim::remove_tree(device_of(b, "/sys/bus/usb/devices/2-1.4.1:1.0") + "/host7");
+     },
+     "has no disk behind it: the slot is empty (disk pulled?)"},
+};
+
+TEST(DoctorUsbBox, NamesEachInjectedFaultAtItsSlot) {
+    for (const ExpanderFault &f : kBoxFaults) {
+        SCOPED_TRACE(f.name);
+        Board board;
+        build_usb_box(board);
+        std::string args =
+            std::string("--json doctor ") + f.enc_sys_id + " " + std::to_string(f.bay);
+        halctl_test::Result clean = board.run(args);
+        ASSERT_EQ(clean.status, 0) << clean.out;
+        EXPECT_EQ(member(clean.out, "maps_back_to"), "usb_2-1 slot " + std::to_string(f.bay));
+        f.inject(board);
+        halctl_test::Result after = board.run(args);
+        EXPECT_EQ(after.status, 1) << after.out;
+        EXPECT_NE(member(after.out, "problem").find(f.told), std::string::npos) << after.out;
+    }
+    Board board;
+    build_usb_box(board);
+    halctl_test::Result whole = board.run("--json doctor usb_2-1");
+    EXPECT_EQ(whole.status, 1) << "slot 2's bridge holds no disk";
+    EXPECT_NE(whole.out.find("\"enc_sys_id\": \"usb_2-1\", \"port_id\": 2, \"status\": \"empty\""),
+              std::string::npos)
+        << whole.out;
 }
 
 }  // namespace

@@ -19,9 +19,9 @@ TEST(SioCli, InfoNamesTheModelsChipItsIdAndGpioBase) {
         const char *out;
     } cases[] = {
         {"x86-8bay",
-         R"({"schema": "nashal.halctl/1", "chip": "IT87", "index": 1, "id": "0x5a01", "gpio base": "0xa00"})"},
+         R"({"schema": "nashal.halctl/1", "chip": "IT87", "index": 1, "id": "0x5a01", "gpio_base": "0xa00"})"},
         {"x86-12bay-sas",
-         R"({"schema": "nashal.halctl/1", "chip": "F71869A", "index": 0, "id": "0x5a00", "gpio base": "0x290"})"},
+         R"({"schema": "nashal.halctl/1", "chip": "F71869A", "index": 0, "id": "0x5a00", "gpio_base": "0x290"})"},
     };
     for (const Case &c : cases) {
         Board board(c.board);
@@ -39,7 +39,7 @@ TEST(SioCli, GpioDrivenInOneRunReadsBackInTheNext) {
     EXPECT_EQ(on.status, 0);
     EXPECT_EQ(
         on.out,
-        R"({"schema": "nashal.halctl/1", "gpio": "SIO:IF2:B3", "index": "0xf2", "bit": 3, "value": 1})"
+        R"({"schema": "nashal.halctl/1", "gpio": "SIO:IF2:B3", "group": "0xf2", "bit": 3, "value": 1})"
         "\n");
     auto read = board.run("--json sio gpio SIO:IF2:B3");
     EXPECT_NE(read.out.find("\"value\": 1"), std::string::npos) << read.out;

@@ -38,7 +38,7 @@ int recovery(halctl::Context &ctx) {
         !nashal::cmos_read_setting_byte(kPowerKey, &byte))
         return halctl::failure("the model file names no CMOS store for the power byte");
     ctx.out.record(
-        {mode >= 0 ? Output::number("mode", mode) : Output::text("mode", "none"),
+        {mode >= 0 ? Output::number("mode", mode) : Output::none("mode", "none"),
          Output::number("bios initialised", comm_sys_check_CMOS_is_initialized_by_BIOS()),
          Output::text("power byte", hex_byte(byte))});
     return halctl::kOk;

@@ -79,7 +79,7 @@ void on_interrupt(int) {
 }
 
 Output::Field reading(const std::string &key, int rc, long long value) {
-    return rc == 0 ? Output::number(key, value) : Output::text(key, "unknown");
+    return rc == 0 ? Output::number(key, value) : Output::none(key, "unknown");
 }
 
 }  // namespace

@@ -61,7 +61,7 @@ HALCTL_COMMAND(cmd_disks_found, "disks-found", "ENC_SYS_ID",
         else if (bay == -1)
             note = "no bay of its own (port multiplier)";
         rows.push_back({Output::text("pd_sys_id", list[i]),
-                        Output::text("enclosure", rc == -1 ? "?" : back),
+                        Output::text("enc_sys_id", rc == -1 ? "?" : back),
                         Output::text("bay", bay_text), Output::text("note", note)});
         free(list[i]);
     }

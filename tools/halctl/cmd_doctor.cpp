@@ -7,6 +7,7 @@
 #include <strings.h>
 #include <sys/stat.h>
 
+#include <cctype>
 #include <climits>
 #include <cstdlib>
 #include <cstring>
@@ -16,14 +17,27 @@
 
 #include "disk/disk_model.h"
 #include "disk/pci_descent.h"
+#include "doctor.h"
 #include "halctl.h"
 #include "nashal/comm_path.h"
 #include "nashal/hal_se.h"
 #include "nashal/pd_sys.h"
+#include "nashal/se_sys.h"
+
+namespace halctl::doctor {
+
+bool in_build(const char *symbol) {
+    return dlsym(RTLD_DEFAULT, symbol) != nullptr;
+}
+
+}  // namespace halctl::doctor
 
 namespace {
 
 using halctl::Output;
+using halctl::doctor::Bay;
+using halctl::doctor::in_build;
+using halctl::doctor::Report;
 
 // The lights of a bay, the call that drives each, and the drivers behind the error light's
 // method words, in the order the error light tries its prefixes.
@@ -52,12 +66,6 @@ constexpr Method kMethods[] = {
     {"MCU", "mcu_sys_set_hdd_err_led"},
 };
 
-// Whether this build of the library carries a function: looked up by name at run time, so the
-// answer follows the library halctl runs with and no table here goes stale as drivers land.
-bool in_build(const char *symbol) {
-    return dlsym(RTLD_DEFAULT, symbol) != nullptr;
-}
-
 // The bay kinds doctor follows: the enclosure, its slot sections and its count.
 struct BayKind {
     const char *enc_sys_id;
@@ -68,22 +76,6 @@ struct BayKind {
 constexpr BayKind kKinds[] = {
     {"root", "System Disk", "System Enclosure", true},
     {"root_cache", "Cache Disk", "Cache Enclosure", false},
-};
-
-struct Report {
-    std::vector<Output::Field> fields;
-    std::string broken;   // the first broken link, empty when the bay resolves
-    bool empty = false;   // the chain holds up to the port, and no disk is there
-    std::string warning;  // what works on the board but not in this build
-
-    void set(const std::string &key, const std::string &value) {
-        fields.push_back(Output::text(key, value));
-    }
-    void note(const std::string &what) { warning += (warning.empty() ? "" : "; ") + what; }
-    void fail(const std::string &why) {
-        if (broken.empty())
-            broken = why;
-    }
 };
 
 // The controller's SCSI host for the bay must sit below the controller: a DEV_PORT beyond the
@@ -267,74 +259,121 @@ bool configured(const BayKind &kind, int bay) {
     return false;
 }
 
+// Every bay of one of the main unit's bay kinds, or only `only_bay`.
+std::vector<Bay> follow_kind(const BayKind &kind, int only_bay) {
+    std::vector<Bay> bays;
+    std::map<std::string, int> claimed;
+    int count = bay_count(kind);
+    for (int bay = 1; bay <= MAX_PD_SYS_ENUM; ++bay) {
+        if (only_bay && bay != only_bay)
+            continue;
+        if (!configured(kind, bay) && (bay > count || only_bay == 0)) {
+            // A bay within the count with no section is empty for good: say so when asked.
+            if (only_bay == 0 && bay <= count) {
+                Report r;
+                r.unset = true;
+                r.fail("no section: the bay is never looked at");
+                bays.push_back({bay, r});
+            }
+            continue;
+        }
+        bays.push_back({bay, follow_bay(kind, bay, claimed)});
+    }
+    return bays;
+}
+
+// An enclosure doctor walks: its id and its bays.
+struct Walked {
+    std::string enc_sys_id;
+    std::vector<Bay> bays;
+};
+
+// An attached enclosure: its main-unit bay kind, or its expander walk. False when doctor has
+// no walk for it.
+bool walk(const char *sys_id, int enc_id, int only_bay, std::vector<Walked> &out) {
+    for (const BayKind &k : kKinds)
+        if (strcmp(k.enc_sys_id, sys_id) == 0) {
+            out.push_back({sys_id, follow_kind(k, only_bay)});
+            return true;
+        }
+    // The registry's record, or for an enclosure named by its id the enclosure's own answer.
+    ENC_INFO info{};
+    int max_disk_num =
+        (enc_id >= 0 ? SE_Get_Info(enc_id, &info) : se_sys_getinfo(sys_id, &info)) == 0
+            ? info.max_disk_num
+            : 0;
+    Walked w{sys_id, {}};
+    if (!halctl::doctor::follow_expander(sys_id, max_disk_num, only_bay, w.bays))
+        return false;
+    out.push_back(std::move(w));
+    return true;
+}
+
 }  // namespace
 
-HALCTL_COMMAND(cmd_doctor, "doctor", "[ENC_ID [PORT]]",
+HALCTL_COMMAND(cmd_doctor, "doctor", "[ENC_ID|SYS_ID [PORT]]",
                "follow each bay's chain (model keys, controller, sysfs path, disk, lights) and "
                "tell the first broken link; exit 1 when one is broken") {
     if (ctx.args.size() > 2)
         return halctl::usage_error(ctx, "doctor takes an enclosure id and a bay at most");
-    std::vector<const BayKind *> kinds;
+    std::vector<Walked> walked;
     long long only_bay = 0;
     if (ctx.args.empty()) {
         for (const BayKind &k : kKinds)
-            kinds.push_back(&k);
+            walked.push_back({k.enc_sys_id, follow_kind(k, 0)});
+        // Then every expansion enclosure the registry holds; the others have no bays to walk.
+        int ids[MAX_SE_SYS_ENUM];
+        int n = SE_Enumerate(ids, MAX_SE_SYS_ENUM, nullptr, nullptr);
+        for (int i = 0; i < n && i < MAX_SE_SYS_ENUM; ++i) {
+            char sys_id[HAL_ID_LEN] = "";
+            if (ids[i] != 0 && se_lookup_sys_id(ids[i], sys_id, sizeof sys_id) == 0 &&
+                strncmp(sys_id, "root", 4) != 0)
+                walk(sys_id, ids[i], 0, walked);
+        }
     } else {
         long long enc_id = 0;
-        if (!halctl::parse_int(ctx.args[0], enc_id) || enc_id < 0 || enc_id > INT_MAX)
-            return halctl::usage_error(ctx, "ENC_ID is a number (0 is the main unit)");
+        char sys_id[HAL_ID_LEN] = "";
         if (ctx.args.size() == 2 && (!halctl::parse_int(ctx.args[1], only_bay) || only_bay < 1))
             return halctl::usage_error(ctx, "PORT is a bay number from 1");
-        char sys_id[HAL_ID_LEN] = "";
-        // The main unit is enclosure 0 whether or not a scan has recorded it yet.
-        if (se_lookup_sys_id(static_cast<int>(enc_id), sys_id, sizeof sys_id) != 0) {
+        if (!halctl::parse_int(ctx.args[0], enc_id)) {
+            // An enclosure named by its system id is walked whether or not a scan has
+            // recorded it: an unplugged shelf is what doctor is asked about.
+            if (ctx.args[0].empty() || ctx.args[0].size() >= sizeof sys_id)
+                return halctl::usage_error(ctx, "ENC_ID is a number or an enclosure's system id");
+            snprintf(sys_id, sizeof sys_id, "%s", ctx.args[0].c_str());
+            enc_id = -1;
+        } else if (enc_id < 0 || enc_id > INT_MAX) {
+            return halctl::usage_error(ctx, "ENC_ID is a number (0 is the main unit)");
+        } else if (se_lookup_sys_id(static_cast<int>(enc_id), sys_id, sizeof sys_id) != 0) {
+            // The main unit is enclosure 0 whether or not a scan has recorded it yet.
             if (enc_id != 0)
                 return halctl::failure("enclosure " + ctx.args[0] + " is not in the registry");
             snprintf(sys_id, sizeof sys_id, "root");
         }
-        for (const BayKind &k : kKinds)
-            if (strcmp(k.enc_sys_id, sys_id) == 0)
-                kinds.push_back(&k);
-        if (kinds.empty())
-            return halctl::failure(std::string("doctor follows the bays of root and root_cache; "
-                                               "enclosure ") +
-                                   sys_id + " is not one of them");
+        if (!walk(sys_id, static_cast<int>(enc_id), static_cast<int>(only_bay), walked))
+            return halctl::failure(std::string("doctor follows the bays of root, root_cache, SAS "
+                                               "shelves and USB enclosures; enclosure ") +
+                                   sys_id + " is none of them");
     }
 
     std::vector<Output::Record> rows;
     int broken = 0;
-    for (const BayKind *kind : kinds) {
-        std::map<std::string, int> claimed;
-        int count = bay_count(*kind);
-        for (int bay = 1; bay <= MAX_PD_SYS_ENUM; ++bay) {
-            if (only_bay && bay != only_bay)
-                continue;
-            if (!configured(*kind, bay) && (bay > count || only_bay == 0)) {
-                // A bay within the count with no section is empty for good: say so when asked.
-                if (only_bay == 0 && bay <= count && !ctx.out.json())
-                    printf("%s bay %d: unset: no section, the bay is never looked at\n",
-                           kind->enc_sys_id, bay);
-                if (only_bay == 0 && bay <= count)
-                    rows.push_back(
-                        {Output::text("enc_sys_id", kind->enc_sys_id), Output::number("bay", bay),
-                         Output::text("status", "unset"),
-                         Output::text("problem", "no section: the bay is never looked at"),
-                         Output::text("warning", "")});
-                continue;
-            }
-            Report r = follow_bay(*kind, bay, claimed);
-            broken += !r.broken.empty();
-            Output::Record row{
-                Output::text("enc_sys_id", kind->enc_sys_id), Output::number("bay", bay),
-                Output::text("status", r.empty            ? "empty"
-                                       : r.broken.empty() ? "ok"
-                                                          : "broken"),
-                Output::text("problem", r.broken), Output::text("warning", r.warning)};
+    for (const Walked &w : walked) {
+        for (const Bay &b : w.bays) {
+            const Report &r = b.report;
+            broken += !r.unset && !r.broken.empty();
+            std::string status = r.status();
+            Output::Record row{Output::text("enc_sys_id", w.enc_sys_id),
+                               Output::number("port_id", b.bay), Output::text("status", status),
+                               Output::text("problem", r.broken),
+                               Output::text("warning", r.warning)};
             if (!ctx.out.json()) {
-                printf("%s bay %d: %s\n", kind->enc_sys_id, bay,
-                       r.broken.empty() ? "ok"
-                       : r.empty        ? ("EMPTY: " + r.broken).c_str()
-                                        : ("BROKEN: " + r.broken).c_str());
+                std::string upper;
+                for (char c : status)
+                    upper += static_cast<char>(toupper(static_cast<unsigned char>(c)));
+                printf("%s %s: %s\n", w.enc_sys_id.c_str(),
+                       b.bay ? ("bay " + std::to_string(b.bay)).c_str() : "(no bay)",
+                       r.broken.empty() ? "ok" : (upper + ": " + r.broken).c_str());
                 for (const auto &f : r.fields)
                     printf("  %-16s %s\n", (f.key + ":").c_str(), f.value.c_str());
                 if (!r.warning.empty())

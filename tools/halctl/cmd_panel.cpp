@@ -172,7 +172,7 @@ HALCTL_COMMAND(cmd_power_policy, "power-policy", "[recovery MODE] [eup 0|1] [wol
     int mode = -1, eup = -1;
     int rm = se_sys_get_power_recovery_mode(kRoot, &mode);
     int re = se_sys_get_eup(kRoot, &eup);
-    ctx.out.record({rm == 0 ? Output::number("recovery", mode) : Output::text("recovery", "none"),
-                    re == 0 ? Output::number("eup", eup) : Output::text("eup", "none")});
+    ctx.out.record({rm == 0 ? Output::number("recovery", mode) : Output::none("recovery", "none"),
+                    re == 0 ? Output::number("eup", eup) : Output::none("eup", "none")});
     return halctl::kOk;
 }

@@ -23,18 +23,16 @@ HALCTL_COMMAND(cmd_psu, "psu", "", "state, temperature and fan of each PMBus pow
                                                   : status == 0 ? "on"
                                                                 : "off")};
         if (read == 0 && status == 0 && i2c_sys_read_pmbus_power_temp(supply, &temperature) == 0) {
-            char text[16];
-            snprintf(text, sizeof text, "%.0f", temperature);
-            r.push_back(Output::text("temperature", text));
+            r.push_back(Output::number("temperature", static_cast<long long>(temperature + 0.5)));
         } else {
-            r.push_back(Output::text("temperature", "-"));
+            r.push_back(Output::none("temperature"));
         }
         if (read == 0 && i2c_sys_read_pmbus_power_fan(supply, &rpm, &fail) == 0) {
             r.push_back(Output::number("fan rpm", fail ? 0 : rpm));
             r.push_back(Output::text("fan", fail ? "failed" : "ok"));
         } else {
-            r.push_back(Output::text("fan rpm", "-"));
-            r.push_back(Output::text("fan", "-"));
+            r.push_back(Output::none("fan rpm"));
+            r.push_back(Output::none("fan"));
         }
         rows.push_back(r);
     }

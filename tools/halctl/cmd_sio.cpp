@@ -41,7 +41,7 @@ int info(halctl::Context &ctx) {
         base = nashal::superio::gpio_base(chip);
     }
     ctx.out.record({Output::text("chip", name), Output::number("index", chip),
-                    has_id ? Output::hex("id", id) : Output::text("id", "none"),
+                    has_id ? Output::hex("id", id) : Output::none("id", "none"),
                     Output::hex("gpio base", base)});
     return halctl::kOk;
 }
@@ -73,7 +73,7 @@ int gpio(halctl::Context &ctx) {
     int v = get_gpio_bit(chip, index, bit);
     if (v < 0)
         return halctl::failure("the GPIO can't be read (see the trace log)");
-    ctx.out.record({Output::text("gpio", text), Output::hex("index", static_cast<unsigned>(index)),
+    ctx.out.record({Output::text("gpio", text), Output::hex("group", static_cast<unsigned>(index)),
                     Output::number("bit", bit), Output::number("value", v)});
     return halctl::kOk;
 }

@@ -30,10 +30,13 @@ class Output {
 
     // A single record: ordered key/value pairs. Values that look like integers are printed
     // as JSON numbers when marked numeric.
+    // In JSON form a key is written in lower case with "_" for each space ("maps back to" is
+    // "maps_back_to"), so that every answer's field names have one form.
     struct Field {
         std::string key;
         std::string value;
         bool numeric = false;
+        bool null = false;  // a value that could not be read: `value` for people, null in JSON
     };
     using Record = std::vector<Field>;
 
@@ -44,6 +47,11 @@ class Output {
         return {std::move(key), std::to_string(value), true};
     }
     static Field hex(std::string key, unsigned long long value);
+    // A number (or other value) that could not be read: `shown` for people, null in JSON, so
+    // that a field keeps one type whether or not its value was there.
+    static Field none(std::string key, std::string shown = "-") {
+        return {std::move(key), std::move(shown), false, true};
+    }
 
     void record(const Record &r);
     void table(const std::vector<Record> &rows);

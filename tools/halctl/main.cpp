@@ -76,8 +76,16 @@ int failure(const std::string &why) {
 }  // namespace halctl
 
 HALCTL_COMMAND(cmd_help, "help", "", "list the commands") {
-    (void)ctx;
-    halctl::print_usage(stdout);
+    if (!ctx.out.json()) {
+        halctl::print_usage(stdout);
+        return halctl::kOk;
+    }
+    std::vector<halctl::Output::Record> rows;
+    for (const auto &c : halctl::commands())
+        rows.push_back({halctl::Output::text("name", c.name),
+                        halctl::Output::text("usage", c.usage),
+                        halctl::Output::text("help", c.help)});
+    ctx.out.table(rows);
     return halctl::kOk;
 }
 

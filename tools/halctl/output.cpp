@@ -1,3 +1,4 @@
+#include <cctype>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -43,13 +44,20 @@ std::string json_escape(const std::string &s) {
 
 namespace {
 
+std::string json_key(const std::string &key) {
+    std::string out;
+    for (unsigned char c : key)
+        out += c == ' ' ? '_' : static_cast<char>(tolower(c));
+    return json_escape(out);
+}
+
 std::string json_members(const Output::Record &r) {
     std::string s;
     for (size_t i = 0; i < r.size(); ++i) {
         if (i)
             s += ", ";
-        s += "\"" + json_escape(r[i].key) + "\": ";
-        s += r[i].numeric ? r[i].value : "\"" + json_escape(r[i].value) + "\"";
+        s += "\"" + json_key(r[i].key) + "\": ";
+        s += r[i].null ? "null" : r[i].numeric ? r[i].value : "\"" + json_escape(r[i].value) + "\"";
     }
     return s;
 }
