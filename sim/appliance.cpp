@@ -23,6 +23,7 @@
 #include "net_model.h"
 #include "devices.h"
 #include "fs.h"
+#include "recording.h"
 #include "sg_io_model.h"
 
 #ifndef NASHAL_SIM_TOOL_BUILD_PATH
@@ -405,7 +406,11 @@ bool Appliance::activate() {
     attach_described_i2c();
     attach_described_superio();
     attach_buzzer();
-    attach_sg_io_emulator();
+    // A recording answers SG_IO as the recorded drives did, and nothing else.
+    if (is_recording("/"))
+        attach_sg_io_replay();
+    else
+        attach_sg_io_emulator();
     attach_described_controller();
     attach_network();
     active_ = true;
