@@ -7,6 +7,7 @@
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -16,6 +17,7 @@
 #include <cstring>
 #include <map>
 #include <set>
+#include <sstream>
 #include <vector>
 
 #include "os/os_seam.h"
@@ -464,6 +466,35 @@ void write_sg_io_answers(Recorder &rec) {
     }
 }
 
+// Runs the queries with SG_IO recorded and their output thrown away, then writes what the
+// programs and devices answered into the recording.
+void run_recorded(const std::function<void()> &run_queries, Recorder &rec) {
+    sg_io_answers().clear();
+    g_previous_ioctl = nashal_os_hooks.ioctl;
+    nashal_os_hooks.ioctl = recording_ioctl;
+    int null_fd = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
+    if (null_fd >= 0)
+        ::dup2(null_fd, 1);
+    run_queries();
+    fflush(stdout);
+    nashal_os_hooks.ioctl = g_previous_ioctl;
+    write_program_answers(rec);
+    write_sg_io_answers(rec);
+}
+
+std::string read_all(int fd) {
+    std::string out;
+    char buf[4096];
+    for (;;) {
+        ssize_t n = ::read(fd, buf, sizeof buf);
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0)
+            return out;
+        out.append(buf, static_cast<size_t>(n));
+    }
+}
+
 bool dir_is_empty(const std::string &dir) {
     return list_dir(dir).empty();
 }
@@ -490,30 +521,63 @@ bool record_box(const std::string &dir, const std::function<void()> &run_queries
     rec.copy_dev();
     rec.left_out("proc", "not recorded");
     rec.left_out("sim", "the emulators' own descriptions of a virtual box");
+    rec.left_out("tmp", "run-time files");
+    rec.left_out("var", "run-time files");
+    rec.left_out("ports", "serial lines, I2C, I/O ports and CMOS: their chips are not recorded");
 
-    bool ok = enter_private_view(error) && overlay_writable_folders(rec.dirfd, absolute, error) &&
-              wrap_programs(error);
-    if (ok) {
-        sg_io_answers().clear();
-        g_previous_ioctl = nashal_os_hooks.ioctl;
-        nashal_os_hooks.ioctl = recording_ioctl;
-        fflush(stdout);
-        int saved_stdout = ::dup(1);
-        int null_fd = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
-        if (null_fd >= 0)
-            ::dup2(null_fd, 1);
-        run_queries();
-        fflush(stdout);
-        if (saved_stdout >= 0)
-            ::dup2(saved_stdout, 1);
-        if (null_fd >= 0)
-            ::close(null_fd);
-        if (saved_stdout >= 0)
-            ::close(saved_stdout);
-        nashal_os_hooks.ioctl = g_previous_ioctl;
-        write_program_answers(rec);
-        write_sg_io_answers(rec);
+    // The queries run in a child: its view, with the overlays and wrapped programs, dies with
+    // it, and the caller keeps its own. The child leaves its manifest lines, its counts and its
+    // error, if any, in a report file: a pipe would stay open in the processes the queries
+    // leave behind (an enclosure monitor).
+    const char *report_name = ".record-report";
+    fflush(nullptr);
+    pid_t child = ::fork();
+    if (child < 0)
+        return failed(error, "can't fork");
+    if (child == 0) {
+        Recorder answers;
+        RecordSummary counts;
+        answers.summary = &counts;
+        answers.dirfd = rec.dirfd;
+        std::string why;
+        bool ok = enter_private_view(why) && overlay_writable_folders(rec.dirfd, absolute, why) &&
+                  wrap_programs(why);
+        if (ok)
+            run_recorded(run_queries, answers);
+        std::string report = ok ? "ok\n" : "error " + why + "\n";
+        report += std::to_string(counts.program_answers) + " " +
+                  std::to_string(counts.sg_io_answers) + " " + std::to_string(counts.left_out) +
+                  "\n";
+        for (const auto &line : answers.manifest)
+            report += line + "\n";
+        answers.write_rel(report_name, report);
+        // Straight out: the parent owns everything at exit (buffers, leak checks, emulators).
+        ::_exit(ok ? 0 : 1);
     }
+    int status = 0;
+    while (::waitpid(child, &status, 0) < 0 && errno == EINTR) {
+    }
+    std::string report;
+    int report_fd = ::openat(rec.dirfd, report_name, O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
+    if (report_fd >= 0) {
+        report = read_all(report_fd);
+        ::close(report_fd);
+    }
+    ::unlinkat(rec.dirfd, report_name, 0);
+    std::istringstream lines(report);
+    std::string head, line;
+    std::getline(lines, head);
+    bool ok = head == "ok" && WIFEXITED(status) && WEXITSTATUS(status) == 0;
+    if (!ok)
+        error = head.rfind("error ", 0) == 0 ? head.substr(6) : "the queries failed";
+    int programs = 0, sg_io = 0, left = 0;
+    if (std::getline(lines, line))
+        sscanf(line.c_str(), "%d %d %d", &programs, &sg_io, &left);
+    summary.program_answers = programs;
+    summary.sg_io_answers = sg_io;
+    summary.left_out += left;
+    while (std::getline(lines, line))
+        rec.manifest.push_back(line);
     // Only a whole recording gets its manifest: without one, the folder is no recording.
     if (ok) {
         std::string manifest;
