@@ -468,16 +468,26 @@ void write_sg_io_answers(Recorder &rec) {
 
 // Runs the queries with SG_IO recorded and their output thrown away, then writes what the
 // programs and devices answered into the recording.
-void run_recorded(const std::function<void()> &run_queries, Recorder &rec) {
+void run_recorded(const std::function<std::vector<RecordedQuestion>()> &run_queries,
+                  Recorder &rec) {
     sg_io_answers().clear();
     g_previous_ioctl = nashal_os_hooks.ioctl;
     nashal_os_hooks.ioctl = recording_ioctl;
     int null_fd = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
     if (null_fd >= 0)
         ::dup2(null_fd, 1);
-    run_queries();
+    std::vector<RecordedQuestion> questions = run_queries();
     fflush(stdout);
     nashal_os_hooks.ioctl = g_previous_ioctl;
+    for (const auto &q : questions) {
+        std::string name = q.question;
+        for (char &c : name)
+            if (c == ' ' || c == '/')
+                c = '_';
+        std::string rel = std::string(kRecordingAnswersDir) + "/" + name + ".json";
+        rec.write_rel(rel, q.answer);
+        rec.manifest.push_back("question\t" + q.question + "\t" + rel);
+    }
     write_program_answers(rec);
     write_sg_io_answers(rec);
 }
@@ -501,7 +511,8 @@ bool dir_is_empty(const std::string &dir) {
 
 }  // namespace
 
-bool record_box(const std::string &dir, const std::function<void()> &run_queries,
+bool record_box(const std::string &dir,
+                const std::function<std::vector<RecordedQuestion>()> &run_queries,
                 RecordSummary &summary, std::string &error) {
     summary = RecordSummary{};
     if (!make_dirs(dir) || !dir_is_empty(dir)) {

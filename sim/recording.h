@@ -12,6 +12,7 @@
 
 #include <functional>
 #include <string>
+#include <vector>
 
 namespace nashal::sim {
 
@@ -20,6 +21,7 @@ constexpr const char *kRecordingDir = "sim/recording";
 constexpr const char *kRecordingManifest = "sim/recording/manifest";
 constexpr const char *kRecordingSgIoDir = "sim/recording/sg_io";
 constexpr const char *kRecordingOutDir = "sim/recording/out";
+constexpr const char *kRecordingAnswersDir = "sim/recording/answers";
 // No attribute, model file or program answer comes near this; a larger file is left out of a
 // recording, and a recording that holds one is refused.
 constexpr long long kRecordedFileLimit = 1 << 20;
@@ -33,11 +35,19 @@ struct RecordSummary {
     int left_out = 0;
 };
 
-// Records the box this process sees into `dir` (created if missing; it must hold no appliance
-// yet). Files are copied first, as they stand; then `run_queries` runs with SG_IO answers and
-// outside programs recorded, in a private view whose /etc, /tmp, /var and /sim take writes
-// away, so that nothing of the box changes. Returns false with the reason in `error`.
-bool record_box(const std::string &dir, const std::function<void()> &run_queries,
+// A question asked while recording ("disks-found root") and what the box answered.
+struct RecordedQuestion {
+    std::string question;
+    std::string answer;
+};
+
+// Records the box this process sees into `dir` (created if missing or empty). Files are copied
+// first, as they stand; then `run_queries` runs in a child process with SG_IO answers and
+// outside programs recorded, in a private view whose /etc, /tmp, /var, /run and /sim take
+// writes away, so that nothing of the box changes. The questions it returns are kept in the
+// recording with their answers. Returns false with the reason in `error`.
+bool record_box(const std::string &dir,
+                const std::function<std::vector<RecordedQuestion>()> &run_queries,
                 RecordSummary &summary, std::string &error);
 
 // Whether `dir` holds a recording (its manifest).

@@ -1,10 +1,14 @@
 // record: this box copied into a folder that `halctl --root DIR` replays on a laptop.
+#include <sys/mman.h>
+#include <unistd.h>
+
 #include <cstring>
 #include <set>
 #include <string>
 #include <vector>
 
 #include "halctl.h"
+#include "foundation/raii.h"
 #include "nashal/hal_se.h"
 #include "sim/recording.h"
 
@@ -12,25 +16,44 @@ namespace {
 
 using halctl::Output;
 
-int run_quietly(const char *name, const std::vector<std::string> &args) {
+// Runs a command as `halctl --json` would, its answer caught instead of printed.
+nashal::sim::RecordedQuestion ask(const char *name, const std::vector<std::string> &args) {
+    nashal::sim::RecordedQuestion q{name, {}};
+    for (const auto &a : args)
+        q.question += " " + a;
     for (const auto &c : halctl::commands()) {
         if (std::strcmp(c.name, name) != 0)
             continue;
-        Output out(false);
+        fflush(stdout);
+        nashal::FileDescriptor caught(memfd_create("halctl-answer", MFD_CLOEXEC));
+        int saved = dup(1);
+        if (caught.get() >= 0)
+            dup2(caught.get(), 1);
+        Output out(true);
         halctl::Context ctx{args, out};
-        int rc = c.fn(ctx);
+        c.fn(ctx);
         out.finish();
-        return rc;
+        fflush(stdout);
+        if (saved >= 0) {
+            dup2(saved, 1);
+            close(saved);
+        }
+        char buf[4096];
+        ssize_t n;
+        lseek(caught.get(), 0, SEEK_SET);
+        while ((n = read(caught.get(), buf, sizeof buf)) > 0)
+            q.answer.append(buf, static_cast<size_t>(n));
     }
-    return halctl::kFailed;
+    return q;
 }
 
 // The questions a field report starts from: the scan, what it attached, the recorded disks
 // and what enumeration finds in every enclosure, the unit's own ones included when absent.
-void run_queries() {
-    run_quietly("scan", {});
-    run_quietly("enclosures", {});
-    run_quietly("disks", {});
+std::vector<nashal::sim::RecordedQuestion> run_queries() {
+    std::vector<nashal::sim::RecordedQuestion> asked;
+    asked.push_back(ask("scan", {}));
+    asked.push_back(ask("enclosures", {}));
+    asked.push_back(ask("disks", {}));
     std::set<std::string> sys_ids = {"root", "root_cache", "root_esata", "root_boot", "root_usb"};
     int ids[64];
     int count = SE_Enumerate(ids, 64, nullptr, nullptr);
@@ -42,7 +65,8 @@ void run_queries() {
                 std::string(info.enc_sys_id, strnlen(info.enc_sys_id, sizeof info.enc_sys_id)));
     }
     for (const auto &id : sys_ids)
-        run_quietly("disks-found", {id});
+        asked.push_back(ask("disks-found", {id}));
+    return asked;
 }
 
 }  // namespace
