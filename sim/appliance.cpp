@@ -89,8 +89,10 @@ bool write_proc(const char *path, const std::string &text) {
     return ok;
 }
 
+}  // namespace
+
 // Without root, a user namespace gives the rights for the mount and IPC namespaces.
-bool enter_namespaces() {
+bool enter_private_namespaces(int flags) {
     if (::geteuid() != 0) {
         uid_t uid = ::geteuid();
         gid_t gid = ::getegid();
@@ -101,12 +103,14 @@ bool enter_namespaces() {
             !write_proc("/proc/self/gid_map", "0 " + std::to_string(gid) + " 1"))
             return fail("can't map the user");
     }
-    if (::unshare(CLONE_NEWNS | CLONE_NEWIPC) != 0)
-        return fail("can't create the mount and IPC namespaces");
+    if (::unshare(CLONE_NEWNS | flags) != 0)
+        return fail("can't create the private namespaces");
     if (::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0)
         return fail("can't make the mounts private");
     return true;
 }
+
+namespace {
 
 std::string self_dir() {
     char buf[PATH_MAX];
@@ -385,7 +389,7 @@ bool Appliance::activate() {
     char cwd[PATH_MAX];
     std::string old_cwd = ::getcwd(cwd, sizeof cwd) ? cwd : "/";
 
-    if (!enter_namespaces() || !build_view(dir_, view_dir)) {
+    if (!enter_private_namespaces(CLONE_NEWIPC) || !build_view(dir_, view_dir)) {
         ::rmdir(view_dir.c_str());
         return false;
     }

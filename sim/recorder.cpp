@@ -268,30 +268,11 @@ bool failed(std::string &error, const std::string &what) {
     return false;
 }
 
-bool write_proc(const char *path, const std::string &text) {
-    int fd = ::open(path, O_WRONLY | O_CLOEXEC);
-    if (fd < 0)
-        return false;
-    bool ok = ::write(fd, text.data(), text.size()) == static_cast<ssize_t>(text.size());
-    ::close(fd);
-    return ok;
-}
-
 bool enter_private_view(std::string &error) {
-    if (::geteuid() != 0) {
-        uid_t uid = ::geteuid();
-        gid_t gid = ::getegid();
-        if (::unshare(CLONE_NEWUSER) != 0)
-            return failed(error, "can't create a user namespace");
-        write_proc("/proc/self/setgroups", "deny");
-        if (!write_proc("/proc/self/uid_map", "0 " + std::to_string(uid) + " 1") ||
-            !write_proc("/proc/self/gid_map", "0 " + std::to_string(gid) + " 1"))
-            return failed(error, "can't map the user");
+    if (!enter_private_namespaces(0)) {
+        error = "can't enter a private mount namespace";
+        return false;
     }
-    if (::unshare(CLONE_NEWNS) != 0)
-        return failed(error, "can't create a mount namespace");
-    if (::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0)
-        return failed(error, "can't make the mounts private");
     return true;
 }
 

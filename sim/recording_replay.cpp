@@ -20,7 +20,7 @@ namespace nashal::sim {
 
 std::string hex_spaced(const uint8_t *bytes, size_t n) {
     std::string s;
-    char b[4];
+    char b[16];
     for (size_t i = 0; i < n; ++i) {
         snprintf(b, sizeof b, "%s%02x", i ? " " : "", bytes[i]);
         s += b;

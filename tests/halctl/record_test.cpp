@@ -25,17 +25,7 @@ const std::string kShippedRecording = NASHAL_EXAMPLES_DIR "/../recordings/x86-8b
 
 // halctl ARGS with standard error kept after standard output: the messages are the point.
 Result run_with_errors(const std::string &args) {
-    Result r{-1, {}};
-    FILE *p = popen((std::string(HALCTL_PATH) + " " + args + " 2>&1").c_str(), "r");
-    if (!p)
-        return r;
-    char buf[512];
-    size_t n;
-    while ((n = fread(buf, 1, sizeof buf, p)) > 0)
-        r.out.append(buf, n);
-    int st = pclose(p);
-    r.status = WIFEXITED(st) ? WEXITSTATUS(st) : -1;
-    return r;
+    return halctl_test::run_halctl(args, true);
 }
 
 // Every file of the folders the box keeps its state in, with its content, and every link.
