@@ -110,8 +110,9 @@ TEST_P(RecordRoundTrip, ReplayAnswersAsTheBoxDid) {
     // a serial controller (a PIC, an MCU) can't attach on the replay, as documented.
     Result rescan = halctl_test::run_halctl("--root " + recording + " --json scan");
     EXPECT_EQ(rescan.status, 0);
-    if (!nashal::sim::exists(box.dir() + "/sim/controller.conf"))
+    if (!nashal::sim::exists(box.dir() + "/sim/controller.conf")) {
         EXPECT_EQ(rescan.out, answers["scan"]);
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(ExampleBoards, RecordRoundTrip,
