@@ -18,6 +18,7 @@
 #include "i2c_bus_model.h"
 #include "nashal/se_model.h"
 #include "buzzer_model.h"
+#include "soc_hub_model.h"
 #include "superio_model.h"
 #include "controller_emulator.h"
 #include "net_model.h"
@@ -409,6 +410,8 @@ bool Appliance::activate() {
     attach_described_cmos();
     attach_described_i2c();
     attach_described_superio();
+    attach_described_soc();
+    attach_described_hub();
     attach_buzzer();
     // A recording answers SG_IO as the recorded drives did, and nothing else.
     if (is_recording("/"))

@@ -1,5 +1,7 @@
 #include "devices.h"
 
+#include <fcntl.h>
+#include <sys/mman.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -18,11 +20,18 @@ struct PortRange {
     std::shared_ptr<PortModel> model;
 };
 
+struct MemoryWindow {
+    uint64_t base;
+    uint64_t size;
+    std::string backing_file;
+};
+
 struct Registry {
     std::map<std::string, IoctlHandler> devices;
     std::map<std::string, IoctlHandler> prefixes;
     IoctlHandler socket_handler;
     std::vector<PortRange> ports;
+    std::vector<MemoryWindow> windows;
     std::vector<bool> permitted = std::vector<bool>(65536, false);
 };
 
@@ -100,7 +109,29 @@ void sim_outl(uint32_t value, uint16_t port) {
         m->outl(value, port);
 }
 
+void *sim_mmap(void *addr, size_t length, int prot, int flags, int fd, off_t offset) {
+    if (device_path_of(fd) != "/dev/mem")
+        return mmap(addr, length, prot, flags, fd, offset);
+    const auto start = static_cast<uint64_t>(offset);
+    for (const MemoryWindow &w : registry().windows) {
+        if (start < w.base || start - w.base + length > w.size)
+            continue;
+        int backing = open(w.backing_file.c_str(), O_RDWR);
+        if (backing < 0)
+            return MAP_FAILED;
+        void *p = mmap(addr, length, prot, flags, backing, static_cast<off_t>(start - w.base));
+        close(backing);
+        return p;
+    }
+    errno = EPERM;
+    return MAP_FAILED;
+}
+
 }  // namespace
+
+void register_memory_window(uint64_t base, uint64_t size, const std::string &backing_file) {
+    registry().windows.push_back({base, size, backing_file});
+}
 
 void register_ioctl_device(const std::string &device_path, IoctlHandler handler) {
     registry().devices[device_path] = std::move(handler);
@@ -129,6 +160,7 @@ void devices_install() {
     nashal_os_hooks.outb = sim_outb;
     nashal_os_hooks.inl = sim_inl;
     nashal_os_hooks.outl = sim_outl;
+    nashal_os_hooks.mmap = sim_mmap;
 }
 
 void devices_uninstall() {
@@ -138,11 +170,13 @@ void devices_uninstall() {
     nashal_os_hooks.outb = nullptr;
     nashal_os_hooks.inl = nullptr;
     nashal_os_hooks.outl = nullptr;
+    nashal_os_hooks.mmap = nullptr;
     auto &r = registry();
     r.devices.clear();
     r.prefixes.clear();
     r.socket_handler = nullptr;
     r.ports.clear();
+    r.windows.clear();
     r.permitted.assign(65536, false);
 }
 

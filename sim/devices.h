@@ -1,6 +1,7 @@
 // Device emulators plugged into the library's machine seam (src/os/). While an appliance is
 // active, ioctls on device nodes are answered by the handler registered for the node's path,
-// port I/O by the chip model registered for the port range, and network ioctls by the network
+// port I/O by the chip model registered for the port range, /dev/mem mappings by the
+// memory window registered for the address, and network ioctls by the network
 // handler. Anything unregistered fails the way a missing device would (ENODEV, or 0xff from a
 // port), so the real machine is never touched.
 #ifndef NASHAL_SIM_DEVICES_H
@@ -40,6 +41,13 @@ class PortModel {
 void register_ports(uint16_t first, uint16_t count, std::shared_ptr<PortModel> model);
 // Ports granted by ioperm so far (the library must ask before it touches a port).
 bool port_permitted(uint16_t port);
+
+// A window of physical memory reached through /dev/mem: a mapping of /dev/mem at a physical
+// address in [base, base + size) maps `backing_file` at the same distance from its start
+// instead, shared, so that forked children and later processes see one set of registers. A
+// mapping of /dev/mem outside every window fails with EPERM, as a kernel that restricts
+// /dev/mem refuses memory no driver claims.
+void register_memory_window(uint64_t base, uint64_t size, const std::string &backing_file);
 
 // Installs and removes the seam hooks for ioctl and port I/O; drops every registration.
 void devices_install();

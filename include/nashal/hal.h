@@ -25,5 +25,8 @@
 #include <nashal/mcu_sys.h>
 #include <nashal/net_sys.h>
 #include <nashal/hal_prt.h>
+#include <nashal/soc_sys.h>
+#include <nashal/hal_mb.h>
+#include <nashal/hal_conf.h>
 
 #endif /* NASHAL_HAL_H */

@@ -52,6 +52,11 @@ int se_sys_get_display_name(const char *enc_sys_id, char *buffer, int size);
 int se_sys_check_ECC_memory_installed(const char *enc_sys_id);
 /* The model prefix kept on the boot disk, "root" only; 0 or -1. */
 int se_sys_get_model_prefix_name(const char *enc_sys_id, char *buffer, int size);
+/* The processor ("root" only): its model name from /proc/cpuinfo, without the final newline;
+ * and its speed in MHz, the mean of the cores' cpufreq readings, or when no core has one the
+ * figure behind the "@" of the model name ("@ 2.40GHz" is 2400). 0, or -1. */
+int se_sys_get_cpu_info(const char *enc_sys_id, char *buffer, int size);
+int se_sys_get_cpu_running_speed(const char *enc_sys_id, int *speed);
 
 /* Sensors and fans. */
 int se_sys_get_temp(const char *enc_sys_id, int temp_index, double *temperature);

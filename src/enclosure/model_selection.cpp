@@ -16,6 +16,8 @@
 #include "nashal/hal_trace.h"
 #include "nashal/ini_conf.h"
 #include "nashal/se_model.h"
+#include "nashal/se_sys.h"
+#include "nashal/soc_sys.h"
 #include "nashal/vpd.h"
 #include "topology/model_file.h"
 

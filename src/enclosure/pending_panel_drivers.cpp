@@ -20,15 +20,3 @@ extern "C" NASHAL_WEAK int pd_sys_set_err_led(const char *, int, int) {
 extern "C" NASHAL_WEAK int pd_sys_set_present_led(const char *, int, int) {
     return not_in_build(__func__);
 }
-
-extern "C" NASHAL_WEAK int soc_sys_get_usb_button(int *) {
-    return not_in_build(__func__);
-}
-
-extern "C" NASHAL_WEAK int soc_sys_get_reset_button(int *) {
-    return not_in_build(__func__);
-}
-
-extern "C" NASHAL_WEAK int ich_sys_set_power_recovery_mode(int) {
-    return not_in_build(__func__);
-}

@@ -3,6 +3,7 @@
 
 #include <sys/io.h>
 #include <sys/ioctl.h>
+#include <sys/mman.h>
 #include <unistd.h>
 
 struct nashal_os_hooks nashal_os_hooks = {};
@@ -90,6 +91,12 @@ int os_sysinfo(struct sysinfo *info) {
     if (nashal_os_hooks.sysinfo)
         return nashal_os_hooks.sysinfo(info);
     return sysinfo(info);
+}
+
+void *os_mmap(void *addr, size_t length, int prot, int flags, int fd, off_t offset) {
+    if (nashal_os_hooks.mmap)
+        return nashal_os_hooks.mmap(addr, length, prot, flags, fd, offset);
+    return mmap(addr, length, prot, flags, fd, offset);
 }
 
 }  // extern "C"

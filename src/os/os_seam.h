@@ -1,13 +1,14 @@
 /* The one seam between the library and what a directory tree cannot fake: device ioctls, port
- * I/O, and time. Every call is a thin pass-through to the kernel unless a hook is set; the
- * virtual appliance sets the hooks to answer from emulated devices and a virtual clock. Nothing
- * else in the library is indirect: files, links, FIFOs, processes, IPC and shell commands are
- * plain POSIX on the real paths. */
+ * I/O, mapped device memory, and time. Every call is a thin pass-through to the kernel unless a
+ * hook is set; the virtual appliance sets the hooks to answer from emulated devices and a virtual
+ * clock. Nothing else in the library is indirect: files, links, FIFOs, processes, IPC and shell
+ * commands are plain POSIX on the real paths. */
 #ifndef NASHAL_OS_SEAM_H
 #define NASHAL_OS_SEAM_H
 
 #include <poll.h>
 #include <stdint.h>
+#include <stddef.h>
 #include <sys/select.h>
 #include <sys/sysinfo.h>
 #include <sys/types.h>
@@ -33,6 +34,7 @@ struct nashal_os_hooks {
     int (*select)(int nfds, fd_set *readfds, fd_set *writefds, fd_set *exceptfds,
                   struct timeval *timeout);
     int (*sysinfo)(struct sysinfo *info);
+    void *(*mmap)(void *addr, size_t length, int prot, int flags, int fd, off_t offset);
 };
 
 /* The process-wide hook table; all members null on a real machine. */
@@ -53,6 +55,9 @@ int os_select(int nfds, fd_set *readfds, fd_set *writefds, fd_set *exceptfds,
               struct timeval *timeout);
 /* Machine facts a directory tree can't hold: the memory size. */
 int os_sysinfo(struct sysinfo *info);
+/* A mapping of a device node's memory (the SoC's registers through /dev/mem). Unmapped with
+ * plain munmap. */
+void *os_mmap(void *addr, size_t length, int prot, int flags, int fd, off_t offset);
 
 #ifdef __cplusplus
 }
