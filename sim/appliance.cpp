@@ -26,6 +26,7 @@
 #include "fs.h"
 #include "gpiolib_pins.h"
 #include "io_port_model.h"
+#include "recording.h"
 #include "sg_io_model.h"
 
 #ifndef NASHAL_SIM_TOOL_BUILD_PATH
@@ -91,8 +92,10 @@ bool write_proc(const char *path, const std::string &text) {
     return ok;
 }
 
+}  // namespace
+
 // Without root, a user namespace gives the rights for the mount and IPC namespaces.
-bool enter_namespaces() {
+bool enter_private_namespaces(int flags) {
     if (::geteuid() != 0) {
         uid_t uid = ::geteuid();
         gid_t gid = ::getegid();
@@ -103,12 +106,14 @@ bool enter_namespaces() {
             !write_proc("/proc/self/gid_map", "0 " + std::to_string(gid) + " 1"))
             return fail("can't map the user");
     }
-    if (::unshare(CLONE_NEWNS | CLONE_NEWIPC) != 0)
-        return fail("can't create the mount and IPC namespaces");
+    if (::unshare(CLONE_NEWNS | flags) != 0)
+        return fail("can't create the private namespaces");
     if (::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0)
         return fail("can't make the mounts private");
     return true;
 }
+
+namespace {
 
 std::string self_dir() {
     char buf[PATH_MAX];
@@ -387,7 +392,7 @@ bool Appliance::activate() {
     char cwd[PATH_MAX];
     std::string old_cwd = ::getcwd(cwd, sizeof cwd) ? cwd : "/";
 
-    if (!enter_namespaces() || !build_view(dir_, view_dir)) {
+    if (!enter_private_namespaces(CLONE_NEWIPC) || !build_view(dir_, view_dir)) {
         ::rmdir(view_dir.c_str());
         return false;
     }
@@ -412,7 +417,11 @@ bool Appliance::activate() {
     attach_described_gpio();
     attach_described_io_ports();
     attach_buzzer();
-    attach_sg_io_emulator();
+    // A recording answers SG_IO as the recorded drives did, and nothing else.
+    if (is_recording("/"))
+        attach_sg_io_replay();
+    else
+        attach_sg_io_emulator();
     attach_described_controller();
     attach_network();
     active_ = true;

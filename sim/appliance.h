@@ -51,6 +51,11 @@ class Appliance {
     bool active_ = false;
 };
 
+// Gives the process a mount namespace of its own (plus `flags`, CLONE_NEWIPC say) with private
+// mounts, entering a user namespace first when not root. False, with a message on stderr, when
+// the kernel refuses.
+bool enter_private_namespaces(int flags);
+
 // Creates the skeleton directories of an appliance in dir (idempotent).
 void make_skeleton(const std::string &dir);
 

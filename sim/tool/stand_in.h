@@ -20,7 +20,9 @@ struct StandInRegistrar {
 
 // Answers from /sim/answers/<name> (see docs/virtual-appliance.md); exit 0 with no output when
 // the file or a matching record is missing. Program-specific answerers fall back to it.
-int scripted_answer(const std::string &name, const std::vector<std::string> &args);
+// `matched` (optional) tells whether a record matched the arguments.
+int scripted_answer(const std::string &name, const std::vector<std::string> &args,
+                    bool *matched = nullptr);
 
 // Writes bytes to standard output, all of them.
 void write_out(const std::string &bytes);

@@ -18,9 +18,10 @@ struct Result {
     std::string out;
 };
 
-// halctl ARGS, standard error dropped.
-inline Result run_halctl(const std::string &args) {
-    std::string cmd = std::string(HALCTL_PATH) + " " + args + " 2>/dev/null";
+// halctl ARGS, standard error dropped (or kept after standard output).
+inline Result run_halctl(const std::string &args, bool keep_errors = false) {
+    std::string cmd =
+        std::string(HALCTL_PATH) + " " + args + (keep_errors ? " 2>&1" : " 2>/dev/null");
     Result r{-1, {}};
     FILE *p = popen(cmd.c_str(), "r");
     if (!p)

@@ -9,6 +9,7 @@
 #include "halctl.h"
 #include "sim/appliance.h"
 #include "sim/clock.h"
+#include "sim/recording.h"
 #include "topology/model_file.h"
 
 namespace halctl {
@@ -129,6 +130,13 @@ int main(int argc, char **argv) {
 
     std::optional<nashal::sim::Appliance> appliance;
     if (!root.empty()) {
+        // A recording is checked whole before it is entered: a lost file would otherwise only
+        // look like a box without that device, and a link out of it would reach the laptop.
+        std::string problem;
+        if (nashal::sim::is_recording(root) && !nashal::sim::check_recording(root, problem)) {
+            fprintf(stderr, "halctl: the recording in %s %s\n", root.c_str(), problem.c_str());
+            return kFailed;
+        }
         if (!holds_appliance(root)) {
             fprintf(stderr,
                     "halctl: no appliance at %s\n"
