@@ -319,26 +319,4 @@ int pd_sys_set_active_led(const char *enc_sys_id, int port_id, int on) {
     return not_implemented(__func__, __LINE__);
 }
 
-int thunderbolt_set_hdd_led(const char *enc_sys_id, int port_id, int on, const char *field) {
-    if (!enc_sys_id || !field)
-        return -1;
-    char section[HAL_NAME_LEN];
-    std::snprintf(section, sizeof section, "System Disk %d", port_id);
-    const char *conf = common_sys_get_thunderbolt_conf(enc_sys_id);
-    char value[HAL_ID_LEN];
-    if (!conf || !model_text(section, field, value, conf)) {
-        ERR_TRACE(HAL_TRACE_ERROR, "Get %s Field %s failed!\n", section, field);
-        return -1;
-    }
-    int32_t address = 0;
-    int byte = 0;
-    if (!parse_i2c(value, on, &address, &byte))
-        return -1;
-    // Buses up to 99 are the main unit's own; a Thunderbolt box's bus is numbered above them.
-    const int bus = common_sys_get_thunderbolt_i2c_num(enc_sys_id);
-    if (bus <= 99)
-        return -1;
-    return ok(i2c_sys_dev_send_byte(bus, address, byte));
-}
-
 }  // extern "C"

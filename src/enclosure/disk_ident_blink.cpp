@@ -14,9 +14,10 @@
 #include "foundation/blink_process.h"
 #include "nashal/hal_trace.h"
 #include "nashal/ini_conf.h"
-#include "nashal/se_sys.h"
 #include "os/os_seam.h"
 #include "topology/model_file.h"
+#include "enclosure/sas_expander.h"
+#include "nashal/hal_types.h"
 
 using namespace nashal::enclosure;
 

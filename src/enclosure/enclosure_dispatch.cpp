@@ -9,8 +9,9 @@
 #include "nashal/hal_trace.h"
 #include "nashal/mcu_sys.h"
 #include "nashal/pic_sys.h"
-#include "nashal/se_sys.h"
 #include "topology/model_file.h"
+#include "enclosure/sas_expander.h"
+#include "nashal/hal_types.h"
 
 using namespace nashal::enclosure;
 

@@ -10,8 +10,9 @@
 #include "foundation/text.h"
 #include "nashal/hal_se.h"
 #include "nashal/hal_trace.h"
-#include "nashal/se_sys.h"
 #include "os/os_seam.h"
+#include "enclosure/sas_expander.h"
+#include "nashal/hal_types.h"
 
 using namespace nashal::enclosure;
 

@@ -14,9 +14,9 @@
 #include "nashal/comm_path.h"
 #include "nashal/hal_trace.h"
 #include "nashal/se_board.h"
-#include "nashal/se_sys.h"
 #include "os/os_seam.h"
 #include "topology/model_file.h"
+#include "nashal/hal_types.h"
 
 using namespace nashal::enclosure;
 

@@ -11,9 +11,10 @@
 #include "foundation/text.h"
 #include "nashal/comm_path.h"
 #include "nashal/hal_trace.h"
-#include "nashal/se_sys.h"
 #include "topology/main_unit_kinds.h"
 #include "topology/model_file.h"
+#include "enclosure/sas_expander.h"
+#include "nashal/hal_types.h"
 
 namespace nashal::enclosure {
 
