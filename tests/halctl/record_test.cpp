@@ -115,9 +115,12 @@ TEST_P(RecordRoundTrip, ReplayAnswersAsTheBoxDid) {
     }
 }
 
+// x86-sas-shelves is left out: recording and replaying its 94 SAS disks runs each disk's tools
+// several times over and takes many minutes under the sanitizers; the shelves' own tests cover
+// its layout.
 INSTANTIATE_TEST_SUITE_P(ExampleBoards, RecordRoundTrip,
                          ::testing::Values("soc-2bay", "soc-2bay-pic", "soc-2bay-mcu", "x86-8bay",
-                                           "x86-pcie-sas", "x86-12bay-sas", "x86-sas-shelves"),
+                                           "x86-pcie-sas", "x86-12bay-sas"),
                          [](const auto &info) {
                              std::string n = info.param;
                              for (char &c : n)

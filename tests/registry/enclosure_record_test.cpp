@@ -23,12 +23,14 @@ namespace {
 
 const std::string kExamples = NASHAL_EXAMPLES_DIR;
 
-// Every example board there is, so that a board added later is covered without an edit here.
+// Every example board there is, so that a board added later is covered without an edit here;
+// but x86-sas-shelves, whose scan of 94 SAS disks takes minutes under the sanitizers and whose
+// shelf records the shelf tests read field by field.
 std::vector<std::string> example_boards() {
     std::vector<std::string> boards;
     if (DIR *d = opendir(kExamples.c_str())) {
         while (dirent *e = readdir(d))
-            if (e->d_name[0] != '.' &&
+            if (e->d_name[0] != '.' && std::string(e->d_name) != "x86-sas-shelves" &&
                 access((kExamples + "/" + e->d_name + "/etc/model.conf").c_str(), F_OK) == 0)
                 boards.push_back(e->d_name);
         closedir(d);
