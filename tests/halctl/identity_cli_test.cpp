@@ -54,10 +54,10 @@ TEST(IdentityCli, ABrokenChecksumIsShownAndTheModelTellsWhyItWasChosen) {
 
     auto model = board.run("--json model");
     ASSERT_EQ(model.status, 0);
-    EXPECT_NE(model.out.find(R"("model file": "/etc/model_NX800_B8SAT_03_02.conf")"),
+    EXPECT_NE(model.out.find(R"("model_file": "/etc/model_NX800_B8SAT_03_02.conf")"),
               std::string::npos)
         << model.out;
-    EXPECT_NE(model.out.find(R"("bp part number": "BPL-B8SAT020")"), std::string::npos);
+    EXPECT_NE(model.out.find(R"("bp_part_number": "BPL-B8SAT020")"), std::string::npos);
 }
 
 TEST(IdentityCli, EdidAndPowerSuppliesReportTheirState) {
@@ -71,7 +71,7 @@ TEST(IdentityCli, EdidAndPowerSuppliesReportTheirState) {
     nashal::sim::write_file(sas.dir() + "/sim/psu2.conf", "status 0x0040\n");
     auto psu = sas.run("--json psu");
     ASSERT_EQ(psu.status, 0);
-    EXPECT_NE(psu.out.find(R"({"supply": 1, "state": "on", "temperature": "41", "fan rpm": 1000)"),
+    EXPECT_NE(psu.out.find(R"({"supply": 1, "state": "on", "temperature": 41, "fan_rpm": 1000)"),
               std::string::npos)
         << psu.out;
     EXPECT_NE(psu.out.find(R"({"supply": 2, "state": "off")"), std::string::npos) << psu.out;
