@@ -131,7 +131,8 @@ std::string SysfsTree::pci_bridge(const std::string &parent, int domain, int bus
 }
 
 void SysfsTree::pcie_link(const std::string &function, int speed_code, int width) {
-    // Offsets as the PCI and PCI Express base specifications place them.
+    // The configuration space as a PCI Express function lays it out: status, capability list,
+    // then the PCI Express capability with its link status.
     std::string config(256, '\0');
     config[0x06] = 0x10;  // Status: capabilities list present
     config[0x34] = 0x40;  // Capabilities Pointer
