@@ -1,8 +1,10 @@
 #include "appliance.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <limits.h>
 #include <sched.h>
+#include <signal.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -14,6 +16,7 @@
 #include <sstream>
 
 #include "clock.h"
+#include "foundation/raii.h"
 #include "cmos_model.h"
 #include "i2c_bus_model.h"
 #include "nashal/se_model.h"
@@ -54,6 +57,9 @@ struct ViewState {
     // carried device nodes); taken away again on leaving, so a board's folder keeps only its own
     // state.
     std::vector<std::string> scaffolding;
+    // The process that entered the appliance: only it ends the appliance's background processes
+    // (a forked child leaving by accident must not end its parent, which shares the namespace).
+    pid_t owner = 0;
 };
 
 ViewState &view() {
@@ -332,7 +338,10 @@ Appliance Appliance::open(const std::string &dir) {
 }
 
 Appliance::Appliance(Appliance &&other) noexcept
-    : dir_(std::move(other.dir_)), owned_(other.owned_), active_(other.active_) {
+    : dir_(std::move(other.dir_)),
+      owned_(other.owned_),
+      active_(other.active_),
+      keep_background_(other.keep_background_) {
     other.owned_ = false;
     other.active_ = false;
 }
@@ -353,6 +362,29 @@ Appliance::~Appliance() {
 }
 
 namespace {
+
+// Every process forked while the appliance was active shares the IPC namespace made for it, and
+// only those: the blinkers its programs detached. They run on their own copy of the virtual
+// clock, so nothing else would ever end them.
+void end_background_processes() {
+    struct stat own {};
+    if (::stat("/proc/self/ns/ipc", &own) != 0)
+        return;
+    nashal::DirHandle proc(::opendir("/proc"));
+    if (!proc)
+        return;
+    const pid_t self = ::getpid();
+    while (const dirent *e = ::readdir(proc.get())) {
+        char *end = nullptr;
+        const long pid = std::strtol(e->d_name, &end, 10);
+        if (pid <= 0 || *end != '\0' || pid == self)
+            continue;
+        struct stat ns {};
+        const std::string path = std::string("/proc/") + e->d_name + "/ns/ipc";
+        if (::stat(path.c_str(), &ns) == 0 && ns.st_ino == own.st_ino && ns.st_dev == own.st_dev)
+            ::kill(static_cast<pid_t>(pid), SIGKILL);
+    }
+}
 
 // What the board's init does before any daemon starts, as /sim/boot.conf lists it (one step a
 // line): "setup_model_conf" runs the model selection, so that /etc/model.conf is the board's
@@ -401,6 +433,7 @@ bool Appliance::activate() {
     if (::chdir(view_dir.c_str()) != 0 || ::chroot(".") != 0)
         return fail("can't enter the view");
     v.view_dir = view_dir;
+    v.owner = ::getpid();
     // The system's shell commands use bash syntax ("&>", ">&"); /bin/sh is bash in the view.
     if (::access("/usr/bin/bash", X_OK) == 0)
         bind_mount("/usr/bin/bash", "/bin/sh");
@@ -432,6 +465,8 @@ bool Appliance::activate() {
 void Appliance::deactivate() {
     if (!active_)
         return;
+    if (!keep_background_ && view().owner == ::getpid())
+        end_background_processes();
     detach_described_controller();
     devices_uninstall();
     clock_uninstall();

@@ -36,8 +36,13 @@ class Appliance {
     // on the virtual clock, and device emulators answer the seam. Returns false (with a message
     // on stderr) when the namespaces can't be made.
     bool activate();
-    // Leaves the appliance and gives the process its own machine back.
+    // Leaves the appliance and gives the process its own machine back. Processes the appliance's
+    // programs left running in the background (blinkers) end with it, unless
+    // keep_background_processes() was called: a test must not leave a blinker spinning on the
+    // virtual clock after it ends, while `halctl --root` lets a blink outlive the call, as on a
+    // box.
     void deactivate();
+    void keep_background_processes() { keep_background_ = true; }
     bool active() const { return active_; }
 
     // Where a real path of the box stands right now: the path itself while active, the path
@@ -49,6 +54,7 @@ class Appliance {
     std::string dir_;
     bool owned_ = false;
     bool active_ = false;
+    bool keep_background_ = false;
 };
 
 // Gives the process a mount namespace of its own (plus `flags`, CLONE_NEWIPC say) with private

@@ -150,6 +150,7 @@ int main(int argc, char **argv) {
             return failure("can't enter the virtual appliance in " + root);
         // A blink started here outlives this call: it must toggle in real time, not spin.
         nashal::sim::clock_pace_background(true);
+        appliance->keep_background_processes();
     }
     Output out(json);
     Context ctx{std::vector<std::string>(argv + i, argv + argc), out};
