@@ -356,14 +356,14 @@ TEST_F(DiskLedRules, SerialLocateOfABayInErrorLeavesTheErrorLit) {
 }
 
 // Thunderbolt boxes: the bay's start or stop byte to the box's own bus, never to a bus of the
-// main unit (99 and below). Disabled: since the Thunderbolt boxes' I2C emulation landed, the
-// byte no longer reaches the bus this test attaches (-1, nothing sent); the example board's bay
-// lights still pass. To be looked into before the test is enabled again.
-TEST_F(DiskLedRules, DISABLED_ThunderboltBayLightsGoToTheBoxBus) {
+// main unit (99 and below). Every I2C call first looks for the main unit's adapter, bus 0, and
+// the process remembers the answer: it is attached before the first call.
+TEST_F(DiskLedRules, ThunderboltBayLightsGoToTheBoxBus) {
     Boot("[System Enclosure]\nMAX_DISK_NUM = 0\n");
     write_file("/etc/model_jbod.conf",
                "[System Disk 2]\nERR_LED = I2C:20:12:32\nLOCATE_LED = I2C:20:1F2:3F2\n");
     write_file("/sim/tb_leds", "");
+    attach_i2c_bus(0);
     attach_i2c_bus(120).attach(0x20, register_chip("/sim/tb_leds"));
     attach_i2c_bus(99).attach(0x20, register_chip("/sim/main_leds"));
     EXPECT_EQ(thunderbolt_set_hdd_led("i2c-120", 2, 1, "ERR_LED"), 0);
