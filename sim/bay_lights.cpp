@@ -87,16 +87,11 @@ std::shared_ptr<SuperIoModel> superio_view() {
 
 // The bytes an I2C chip on bus 0 took with "send byte", oldest first.
 std::vector<long> sent_bytes(long address) {
-    std::istringstream conf(read_file("/sim/i2c.conf"));
-    std::string line;
-    while (std::getline(conf, line)) {
-        std::istringstream words(line);
-        std::string bus, addr, kind, file;
-        if (!(words >> bus >> addr >> kind >> file) || bus != "i2c-0" ||
-            std::strtol(addr.c_str(), nullptr, 16) != address)
+    for (const DescriptionEntry &e : read_description("/sim/i2c.conf", 4)) {
+        if (e[0] != "i2c-0" || static_cast<long>(hex_word(e[1])) != address)
             continue;
         std::vector<long> bytes;
-        std::istringstream sent(read_file(file + ".sent"));
+        std::istringstream sent(read_file(e[3] + ".sent"));
         std::string b;
         while (sent >> b)
             bytes.push_back(std::strtol(b.c_str(), nullptr, 16));

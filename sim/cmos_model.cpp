@@ -6,7 +6,6 @@
 
 #include <cstdlib>
 #include <cstring>
-#include <sstream>
 
 #include "os/os_seam.h"
 #include "sim/fs.h"
@@ -70,11 +69,10 @@ std::shared_ptr<CmosModel> attach_described_cmos() {
     uint16_t port = 0x70;
     size_t size = 128;
     std::string file = "/sim/cmos.bin";
-    std::istringstream lines(read_file("/sim/cmos.conf"));
-    std::string key, value;
-    while (lines >> key >> value) {
+    for (const DescriptionEntry &e : read_description("/sim/cmos.conf", 2)) {
+        const std::string &key = e[0], &value = e[1];
         if (key == "port")
-            port = static_cast<uint16_t>(std::strtoul(value.c_str(), nullptr, 16));
+            port = static_cast<uint16_t>(hex_word(value));
         else if (key == "size")
             size = std::strtoul(value.c_str(), nullptr, 10);
         else if (key == "file")

@@ -3,7 +3,6 @@
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
-#include <sstream>
 
 #include "controllers/controller_frames.h"
 #include "nashal/mcu_sys.h"
@@ -290,30 +289,21 @@ ControllerEmulator *attach_described_controller() {
         return nullptr;
     ControllerKind kind = ControllerKind::Pic;
     int link = 1;
-    std::vector<std::string> lines;
-    std::istringstream in(read_file("/sim/controller.conf"));
-    for (std::string line; std::getline(in, line);) {
-        line = line.substr(0, line.find('#'));
-        std::istringstream words(line);
-        std::string key, value;
-        if (!(words >> key >> value))
-            continue;
-        if (key == "kind")
-            kind = value == "mcu" ? ControllerKind::Mcu : ControllerKind::Pic;
-        else if (key == "link")
-            link = std::atoi(value.c_str());
-        else
-            lines.push_back(line);
+    const std::vector<DescriptionEntry> entries = read_description("/sim/controller.conf", 2);
+    for (const DescriptionEntry &e : entries) {
+        if (e[0] == "kind")
+            kind = e[1] == "mcu" ? ControllerKind::Mcu : ControllerKind::Pic;
+        else if (e[0] == "link")
+            link = std::atoi(e[1].c_str());
     }
     auto emu = ControllerEmulator::attach(kind, link);
     if (!emu)
         return nullptr;
     const std::string image = "/sim/controller-eeprom.bin";
     const bool fresh = !exists(image);
-    for (const std::string &line : lines) {
-        std::istringstream words(line);
-        std::string key, a, b;
-        words >> key >> a >> b;
+    for (DescriptionEntry e : entries) {
+        e.resize(3);
+        const std::string &key = e[0], &a = e[1], &b = e[2];
         if (key == "temperature") {
             emu->set_temperature(std::atoi(a.c_str()));
         } else if (key == "fan") {

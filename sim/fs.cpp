@@ -7,7 +7,9 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
+#include <sstream>
 
 namespace nashal::sim {
 namespace {
@@ -159,6 +161,35 @@ std::vector<std::string> read_lines(const std::string &path) {
         i = j + 1;
     }
     return lines;
+}
+
+std::vector<DescriptionEntry> read_description(const std::string &path, size_t min_words) {
+    std::vector<DescriptionEntry> entries;
+    for (const std::string &line : read_lines(path)) {
+        std::istringstream in(line);
+        DescriptionEntry words;
+        for (std::string word; in >> word && word[0] != '#';)
+            words.push_back(word);
+        if (!words.empty() && words.size() >= min_words)
+            entries.push_back(std::move(words));
+    }
+    return entries;
+}
+
+std::map<std::string, std::string> text_settings(const std::string &text) {
+    std::map<std::string, std::string> settings;
+    std::istringstream in(text);
+    for (std::string line; std::getline(in, line);) {
+        const size_t space = line.find(' ');
+        if (line.empty() || line[0] == '#' || space == std::string::npos)
+            continue;
+        settings[line.substr(0, space)] = line.substr(space + 1);
+    }
+    return settings;
+}
+
+unsigned long hex_word(const std::string &word) {
+    return std::strtoul(word.c_str(), nullptr, 16);
 }
 
 }  // namespace nashal::sim

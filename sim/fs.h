@@ -3,6 +3,7 @@
 #ifndef NASHAL_SIM_FS_H
 #define NASHAL_SIM_FS_H
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -18,6 +19,18 @@ std::string read_file(const std::string &path);
 bool exists(const std::string &path);
 // The lines of a file, without their newlines; empty when it is missing.
 std::vector<std::string> read_lines(const std::string &path);
+// A board description (/sim/*.conf): one entry a line, split into words on white space. Blank
+// lines are passed over and a word starting with '#' ends its line, so comments may stand alone
+// or after an entry. Only entries of at least `min_words` words are kept: a reader indexes them
+// without checking, and a short line is ignored as a line it doesn't know would be.
+using DescriptionEntry = std::vector<std::string>;
+std::vector<DescriptionEntry> read_description(const std::string &path, size_t min_words = 1);
+// "key value" lines whose value is the rest of the line as it stands, spaces and all (vendor
+// texts, board names). Lines that are blank, start with '#' or hold no space are passed over; a
+// key given twice keeps its last value.
+std::map<std::string, std::string> text_settings(const std::string &text);
+// A hexadecimal word of a description ("a20", "0x70"); 0 when it holds none.
+unsigned long hex_word(const std::string &word);
 // Creates link -> target, with the target written relative to the link's directory, as the
 // kernel writes sysfs links ("../../devices/pci0000:00/..."). Creates parents of the link.
 bool symlink_relative(const std::string &target, const std::string &link);

@@ -1,7 +1,6 @@
 #include "sim/gpiolib_pins.h"
 
 #include <cstdlib>
-#include <sstream>
 
 #include "sim/fs.h"
 
@@ -33,18 +32,12 @@ int gpio_pin_value(int pin) {
 }
 
 int attach_described_gpio() {
-    std::istringstream lines(read_file("/sim/gpio.conf"));
-    std::string line;
     int count = 0;
-    while (std::getline(lines, line)) {
-        std::istringstream words(line);
-        int pin = -1, value = 0;
-        std::string direction;
-        if (line.empty() || line[0] == '#' || !(words >> pin >> direction >> value) || pin < 0)
+    for (const DescriptionEntry &e : read_description("/sim/gpio.conf", 3)) {
+        const int pin = std::atoi(e[0].c_str());
+        if (pin < 0 || exists(pin_dir(pin) + "/value"))
             continue;
-        if (exists(pin_dir(pin) + "/value"))
-            continue;
-        if (export_gpio_pin(pin, direction, value))
+        if (export_gpio_pin(pin, e[1], std::atoi(e[2].c_str())))
             ++count;
     }
     return count;

@@ -7,7 +7,6 @@
 
 #include <cerrno>
 #include <cstdlib>
-#include <sstream>
 
 #include "sim/devices.h"
 #include "sim/fs.h"
@@ -24,14 +23,8 @@ std::map<int, std::unique_ptr<I2cBusModel>> &buses() {
 // "key value" lines; values in any base strtol reads.
 std::map<std::string, long> read_values(const std::string &file) {
     std::map<std::string, long> values;
-    std::istringstream lines(read_file(file));
-    std::string line;
-    while (std::getline(lines, line)) {
-        std::istringstream words(line);
-        std::string key, value;
-        if (words >> key >> value && key[0] != '#')
-            values[key] = std::strtol(value.c_str(), nullptr, 0);
-    }
+    for (const DescriptionEntry &e : read_description(file, 2))
+        values[e[0]] = std::strtol(e[1].c_str(), nullptr, 0);
     return values;
 }
 
@@ -345,19 +338,14 @@ int attach_described_i2c() {
     const std::string conf = "/sim/i2c.conf";
     if (!exists(conf))
         return 0;
-    std::istringstream lines(read_file(conf));
-    std::string line;
     int attached = 0;
-    while (std::getline(lines, line)) {
-        std::istringstream words(line);
-        std::string bus_name, addr_text, kind, file;
-        if (!(words >> bus_name >> addr_text >> kind) || bus_name[0] == '#')
-            continue;
-        words >> file;
+    for (const DescriptionEntry &e : read_description(conf, 3)) {
+        const std::string &bus_name = e[0], &kind = e[2];
+        const std::string file = e.size() > 3 ? e[3] : "";
         if (bus_name.rfind("i2c-", 0) != 0)
             continue;
         int bus = std::atoi(bus_name.c_str() + 4);
-        auto addr = static_cast<uint8_t>(std::strtoul(addr_text.c_str(), nullptr, 16));
+        auto addr = static_cast<uint8_t>(hex_word(e[1]));
         I2cBusModel &model = attach_i2c_bus(bus);
         if (kind == "bus")
             continue;

@@ -2,7 +2,6 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <sstream>
 #include <string>
 
 #include "sim/fs.h"
@@ -58,19 +57,11 @@ class SharedLatch : public PortModel {
 }  // namespace
 
 int attach_described_io_ports() {
-    std::istringstream lines(read_file("/sim/ioports.conf"));
-    std::string line;
     int ranges = 0;
-    while (std::getline(lines, line)) {
-        std::istringstream words(line);
-        std::string first, count, initial;
-        if (line.empty() || line[0] == '#' || !(words >> first >> count >> initial))
-            continue;
+    for (const DescriptionEntry &e : read_description("/sim/ioports.conf", 3)) {
         make_dirs("/sim/ioports");
-        register_ports(static_cast<uint16_t>(std::strtoul(first.c_str(), nullptr, 16)),
-                       static_cast<uint16_t>(std::strtoul(count.c_str(), nullptr, 16)),
-                       std::make_shared<SharedLatch>(
-                           static_cast<uint8_t>(std::strtoul(initial.c_str(), nullptr, 16))));
+        register_ports(static_cast<uint16_t>(hex_word(e[0])), static_cast<uint16_t>(hex_word(e[1])),
+                       std::make_shared<SharedLatch>(static_cast<uint8_t>(hex_word(e[2]))));
         ++ranges;
     }
     return ranges;

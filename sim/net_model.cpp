@@ -10,7 +10,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <sstream>
 
 #include "sim/devices.h"
 #include "sim/fs.h"
@@ -161,17 +160,12 @@ int net_ioctl(int, unsigned long request, void *arg) {
 
 std::vector<NetState> net_states() {
     std::vector<NetState> states;
-    std::istringstream in(read_file(kStateFile));
-    std::string line;
-    while (std::getline(in, line)) {
-        std::istringstream words(line);
+    for (const DescriptionEntry &e : read_description(kStateFile, 2)) {
         NetState s;
-        std::string state, key;
-        if (!(words >> s.name >> state) || s.name[0] == '#')
-            continue;
-        s.up = state == "up";
-        if (words >> key && key == "phy")
-            words >> s.phy;
+        s.name = e[0];
+        s.up = e[1] == "up";
+        if (e.size() > 3 && e[2] == "phy")
+            s.phy = std::atoi(e[3].c_str());
         states.push_back(s);
     }
     return states;

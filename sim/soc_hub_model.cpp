@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include <cstdlib>
-#include <sstream>
 #include <vector>
 
 #include "drivers/soc_hub_layout.h"
@@ -75,13 +74,12 @@ std::shared_ptr<SocRegisters> attach_described_soc() {
     uint64_t base = 0;
     uint32_t size = 0x20000;
     std::string state = "/sim/soc.bin";
-    std::istringstream lines(read_file("/sim/soc.conf"));
-    std::string key, value;
-    while (lines >> key >> value) {
+    for (const DescriptionEntry &e : read_description("/sim/soc.conf", 2)) {
+        const std::string &key = e[0], &value = e[1];
         if (key == "base")
             base = std::strtoull(value.c_str(), nullptr, 16);
         else if (key == "size")
-            size = static_cast<uint32_t>(std::strtoul(value.c_str(), nullptr, 16));
+            size = static_cast<uint32_t>(hex_word(value));
         else if (key == "state")
             state = value;
     }
@@ -165,21 +163,16 @@ std::shared_ptr<HubGpioModel> attach_described_hub() {
     bool enabled = true;
     uint8_t pmcon3 = 0;
     std::vector<std::pair<int, bool>> levels;
-    std::istringstream lines(read_file("/sim/hub.conf"));
-    std::string line;
-    while (std::getline(lines, line)) {
-        std::istringstream words(line);
-        std::string key, value, level;
-        if (!(words >> key >> value) || key[0] == '#')
-            continue;
+    for (const DescriptionEntry &e : read_description("/sim/hub.conf", 2)) {
+        const std::string &key = e[0], &value = e[1];
         if (key == "gpio_base")
-            base = static_cast<uint16_t>(std::strtoul(value.c_str(), nullptr, 16));
+            base = static_cast<uint16_t>(hex_word(value));
         else if (key == "gpio_enabled")
             enabled = value != "0";
         else if (key == "after_g3")
             pmcon3 = value != "0" ? kHubAfterG3 : 0;
-        else if (key == "level" && words >> level)
-            levels.emplace_back(std::atoi(value.c_str()), level != "0");
+        else if (key == "level" && e.size() > 2)
+            levels.emplace_back(std::atoi(value.c_str()), e[2] != "0");
     }
     // The configuration space is the board's: a power-failure setting written by one run is
     // what the next finds.

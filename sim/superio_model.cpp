@@ -371,15 +371,14 @@ struct DescribedChip {
 bool described_chip(DescribedChip *d) {
     if (!exists("/sim/superio.conf"))
         return false;
-    std::istringstream lines(read_file("/sim/superio.conf"));
-    std::string key, value;
-    while (lines >> key >> value) {
+    for (const DescriptionEntry &e : read_description("/sim/superio.conf", 2)) {
+        const std::string &key = e[0], &value = e[1];
         if (key == "chip")
             d->chip = superio_chip_index(value);
         else if (key == "gpio_base")
-            d->base = static_cast<uint16_t>(std::strtoul(value.c_str(), nullptr, 16));
+            d->base = static_cast<uint16_t>(hex_word(value));
         else if (key == "id")
-            d->id = static_cast<uint16_t>(std::strtoul(value.c_str(), nullptr, 16));
+            d->id = static_cast<uint16_t>(hex_word(value));
         else if (key == "state")
             d->state = value;
     }

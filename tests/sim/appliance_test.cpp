@@ -9,6 +9,9 @@
 
 #include <chrono>
 #include <cstdlib>
+#include <map>
+#include <string>
+#include <vector>
 
 #include "os/os_seam.h"
 #include "sim/appliance.h"
@@ -176,4 +179,34 @@ TEST(Appliance, AnOrdinaryUserCanEnterAnApplianceToo) {
     ASSERT_TRUE(WIFEXITED(status));
     EXPECT_EQ(WEXITSTATUS(status), 0)
         << "2: can't drop privileges, 3: no appliance, 4: files, 5: stand-ins, 6: leaving";
+}
+
+// A board description written by hand: comments alone or after an entry, blank lines, and a
+// line too short for its entry are passed over; the words of the rest arrive as written.
+TEST(Appliance, DescriptionsReadEntriesAndPassOverCommentsAndShortLines) {
+    Appliance app = Appliance::fresh();
+    ASSERT_TRUE(app.activate());
+    write_file("/sim/example.conf",
+               "# first port, count, value\n"
+               "\n"
+               "a20 2 ff   # the latch of the bay lights\n"
+               "   a30\t1 0f\n"
+               "a40 1\n"
+               "#a50 1 00\n"
+               "a60 1 00");
+    using Entries = std::vector<DescriptionEntry>;
+    EXPECT_EQ(read_description("/sim/example.conf", 3),
+              (Entries{{"a20", "2", "ff"}, {"a30", "1", "0f"}, {"a60", "1", "00"}}));
+    EXPECT_EQ(read_description("/sim/example.conf").size(), 4u) << "the two-word line counts";
+    EXPECT_TRUE(read_description("/sim/missing.conf").empty());
+    EXPECT_EQ(hex_word("a20"), 0xa20u);
+    EXPECT_EQ(hex_word("0x70"), 0x70u);
+
+    write_file("/sim/inq/sg1", "# a disk\nvendor ACME    \nmodel Disk  One\nbare\nvendor ACME\n");
+    std::map<std::string, std::string> want{{"vendor", "ACME"}, {"model", "Disk  One"}};
+    EXPECT_EQ(text_settings(read_file("/sim/inq/sg1")), want)
+        << "values keep their inner spaces; the last of a key given twice holds";
+    write_file("/sim/inq/sg2", "vendor ACME    \n");
+    EXPECT_EQ(text_settings(read_file("/sim/inq/sg2"))["vendor"], "ACME    ")
+        << "trailing blanks are the device's, kept";
 }
