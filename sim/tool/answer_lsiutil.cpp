@@ -5,7 +5,6 @@
 // flash a firmware file, which for the virtual adapter holds "firmware" and "nvdata" lines.
 #include <cstdio>
 #include <map>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -18,20 +17,6 @@ using Adapter = std::map<std::string, std::string>;
 
 std::string slot_path(const std::string &slot) {
     return "/sim/hba/slot" + slot;
-}
-
-// "key value" lines; the value is the rest of the line.
-Adapter parse(const std::string &text) {
-    Adapter a;
-    std::istringstream in(text);
-    std::string line;
-    while (std::getline(in, line)) {
-        if (line.empty() || line[0] == '#')
-            continue;
-        size_t space = line.find(' ');
-        a[line.substr(0, space)] = space == std::string::npos ? "" : line.substr(space + 1);
-    }
-    return a;
 }
 
 void save(const std::string &slot, const Adapter &a) {
@@ -57,7 +42,7 @@ int answer_lsiutil(const std::vector<std::string> &args) {
         fprintf(stderr, "lsiutil: no adapter in slot %s\n", slot.c_str());
         return 1;
     }
-    Adapter a = parse(nashal::sim::read_file(slot_path(slot)));
+    Adapter a = nashal::sim::text_settings(nashal::sim::read_file(slot_path(slot)));
     static const std::map<std::string, std::string> kShown = {
         {"--show_board_name", "name"},         {"--show_board_serial", "serial"},
         {"--show_board_WWN", "wwn"},           {"--show_board_firmware_ver", "firmware"},
@@ -92,13 +77,13 @@ int answer_flash(const char *tool, const std::string &generation,
     }
     for (const std::string &entry : nashal::sim::list_dir("/sim/hba")) {
         std::string slot = entry.substr(4);
-        Adapter a = parse(nashal::sim::read_file(slot_path(slot)));
+        Adapter a = nashal::sim::text_settings(nashal::sim::read_file(slot_path(slot)));
         if (a["pci"] != pci || a["generation"] != generation)
             continue;
         if (erase) {
             a["firmware"] = a["nvdata"] = a["name"] = a["serial"] = "";
         } else if (!file.empty() && nashal::sim::exists(file)) {
-            Adapter image = parse(nashal::sim::read_file(file));
+            Adapter image = nashal::sim::text_settings(nashal::sim::read_file(file));
             a["firmware"] = image["firmware"];
             a["nvdata"] = image["nvdata"];
         } else {

@@ -54,25 +54,14 @@ struct Disk {
     }
 };
 
-std::string node_of(const std::string &device) {
-    return device.substr(device.rfind('/') + 1);
-}
-
 // The disk of a device argument, when its inquiry description says it is a disk.
 bool load_disk(const std::string &device, Disk &disk) {
-    disk.node = node_of(device);
+    disk.node = nashal::sim::tool::device_node(device);
     nashal::sim::tool::InqDescription inq;
     if (disk.node.empty() || !nashal::sim::tool::load_inq_description(disk.node, inq) ||
         inq.type != 0)
         return false;
-    std::istringstream in(disk.file("state"));
-    std::string line;
-    while (std::getline(in, line)) {
-        auto space = line.find(' ');
-        if (line.empty() || line[0] == '#' || space == std::string::npos)
-            continue;
-        disk.state[line.substr(0, space)] = line.substr(space + 1);
-    }
+    disk.state = nashal::sim::text_settings(disk.file("state"));
     return true;
 }
 
@@ -242,11 +231,9 @@ int answer_sg_logs(const std::vector<std::string> &args) {
     bool raw = false;
     std::string device;
     for (size_t i = 0; i < args.size(); ++i) {
-        if (args[i] == "-p" && i + 1 < args.size())
-            code = std::stoi(args[++i], nullptr, 0);
-        else if (args[i].rfind("--page=", 0) == 0)
-            code = std::stoi(args[i].substr(7), nullptr, 0);
-        else if (args[i] == "-r" || args[i] == "--raw")
+        if (nashal::sim::tool::page_option(args, i, code))
+            continue;
+        if (args[i] == "-r" || args[i] == "--raw")
             raw = true;
         else if (!args[i].empty() && args[i][0] != '-')
             device = args[i];

@@ -75,15 +75,12 @@ int answer_sg_inq(const std::vector<std::string> &args) {
     int page = -1;
     std::string device;
     for (size_t i = 0; i < args.size(); ++i) {
-        const std::string &a = args[i];
-        if (a == "-p" && i + 1 < args.size())
-            page = std::stoi(args[++i], nullptr, 0);
-        else if (a.rfind("--page=", 0) == 0)
-            page = std::stoi(a.substr(7), nullptr, 0);
-        else if (!a.empty() && a[0] != '-')
-            device = a;
+        if (nashal::sim::tool::page_option(args, i, page))
+            continue;
+        if (!args[i].empty() && args[i][0] != '-')
+            device = args[i];
     }
-    std::string node = device.substr(device.rfind('/') + 1);
+    std::string node = nashal::sim::tool::device_node(device);
     InqDescription d;
     if (node.empty() || !load_inq_description(node, d))
         return nashal::sim::tool::scripted_answer("sg_inq", args);

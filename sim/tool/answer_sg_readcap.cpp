@@ -36,7 +36,7 @@ int answer_sg_readcap(const std::vector<std::string> &args) {
         else if (!a.empty() && a[0] != '-')
             device = a;
     }
-    std::string node = device.substr(device.rfind('/') + 1);
+    std::string node = nashal::sim::tool::device_node(device);
     nashal::sim::tool::InqDescription d;
     if (node.empty() || !nashal::sim::tool::load_inq_description(node, d))
         return nashal::sim::tool::scripted_answer("sg_readcap", args);

@@ -296,11 +296,9 @@ int answer_sg_ses(const std::vector<std::string> &args) {
     std::string device;
     for (size_t i = 0; i < args.size(); ++i) {
         const std::string &a = args[i];
-        if (a == "-p" && i + 1 < args.size())
-            page = std::stoi(args[++i], nullptr, 0);
-        else if (a.rfind("--page=", 0) == 0)
-            page = std::stoi(a.substr(7), nullptr, 0);
-        else if (a == "-r" || a == "--raw")
+        if (nashal::sim::tool::page_option(args, i, page))
+            continue;
+        if (a == "-r" || a == "--raw")
             raw += 1;
         else if (a == "-rr")
             raw += 2;
@@ -313,7 +311,7 @@ int answer_sg_ses(const std::vector<std::string> &args) {
         else if (!a.empty() && a[0] != '-')
             device = a;
     }
-    std::string node = device.substr(device.rfind('/') + 1);
+    std::string node = nashal::sim::tool::device_node(device);
     SesDescription d;
     if (node.empty() || !load(node, d))
         return nashal::sim::tool::scripted_answer("sg_ses", args);
@@ -368,7 +366,7 @@ int answer_sg_senddiag(const std::vector<std::string> &args) {
         else if (!args[i].empty() && args[i][0] != '-')
             device = args[i];
     }
-    std::string node = device.substr(device.rfind('/') + 1);
+    std::string node = nashal::sim::tool::device_node(device);
     SesDescription d;
     if (node.empty() || data.empty() || !load(node, d))
         return nashal::sim::tool::scripted_answer("sg_senddiag", args);
@@ -431,7 +429,7 @@ int answer_sg_write_buffer(const std::vector<std::string> &args) {
         else if (!a.empty() && a[0] != '-')
             device = a;
     }
-    std::string node = device.substr(device.rfind('/') + 1);
+    std::string node = nashal::sim::tool::device_node(device);
     SesDescription d;
     if (node.empty() || !load(node, d))
         return nashal::sim::tool::scripted_answer("sg_write_buffer", args);

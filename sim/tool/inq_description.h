@@ -4,7 +4,6 @@
 #define NASHAL_SIM_TOOL_INQ_DESCRIPTION_H
 
 #include <cstdint>
-#include <sstream>
 #include <string>
 
 #include "../fs.h"
@@ -28,14 +27,7 @@ inline bool load_inq_description(const std::string &node, InqDescription &d) {
     std::string path = "/sim/inq/" + node;
     if (!nashal::sim::exists(path))
         return false;
-    std::istringstream in(nashal::sim::read_file(path));
-    std::string line;
-    while (std::getline(in, line)) {
-        auto space = line.find(' ');
-        if (line.empty() || line[0] == '#' || space == std::string::npos)
-            continue;
-        std::string key = line.substr(0, space);
-        std::string value = line.substr(space + 1);  // the rest of the line, as it stands
+    for (const auto &[key, value] : nashal::sim::text_settings(nashal::sim::read_file(path))) {
         if (key == "type")
             d.type = std::stoi(value, nullptr, 0);
         else if (key == "vendor")

@@ -27,6 +27,23 @@ int scripted_answer(const std::string &name, const std::vector<std::string> &arg
 // Writes bytes to standard output, all of them.
 void write_out(const std::string &bytes);
 
+// The node a device argument names, as the descriptions under /sim are keyed ("/dev/sg3": "sg3").
+inline std::string device_node(const std::string &device) {
+    return device.substr(device.rfind('/') + 1);
+}
+
+// The sg3_utils page option at args[i], "-p N" or "--page=N" (any base): sets `page` and steps
+// `i` over the value; false for any other argument.
+inline bool page_option(const std::vector<std::string> &args, size_t &i, int &page) {
+    if (args[i] == "-p" && i + 1 < args.size())
+        page = std::stoi(args[++i], nullptr, 0);
+    else if (args[i].rfind("--page=", 0) == 0)
+        page = std::stoi(args[i].substr(7), nullptr, 0);
+    else
+        return false;
+    return true;
+}
+
 }  // namespace nashal::sim::tool
 
 #define NASHAL_STAND_IN(prog, fn) \
