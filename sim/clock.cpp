@@ -141,6 +141,16 @@ int v_select(int nfds, fd_set *readfds, fd_set *writefds, fd_set *exceptfds,
     return 0;
 }
 
+// The seam's clock hooks: the virtual clock's, or none (the machine's own).
+void hook_clock(bool on) {
+    nashal_os_hooks.sleep = on ? v_sleep : nullptr;
+    nashal_os_hooks.usleep = on ? v_usleep : nullptr;
+    nashal_os_hooks.time = on ? v_time : nullptr;
+    nashal_os_hooks.clock_gettime = on ? v_clock_gettime : nullptr;
+    nashal_os_hooks.poll = on ? v_poll : nullptr;
+    nashal_os_hooks.select = on ? v_select : nullptr;
+}
+
 }  // namespace
 
 void clock_install() {
@@ -149,21 +159,11 @@ void clock_install() {
     c.slept_us = 0;
     c.events.clear();
     c.installer = getpid();
-    nashal_os_hooks.sleep = v_sleep;
-    nashal_os_hooks.usleep = v_usleep;
-    nashal_os_hooks.time = v_time;
-    nashal_os_hooks.clock_gettime = v_clock_gettime;
-    nashal_os_hooks.poll = v_poll;
-    nashal_os_hooks.select = v_select;
+    hook_clock(true);
 }
 
 void clock_uninstall() {
-    nashal_os_hooks.sleep = nullptr;
-    nashal_os_hooks.usleep = nullptr;
-    nashal_os_hooks.time = nullptr;
-    nashal_os_hooks.clock_gettime = nullptr;
-    nashal_os_hooks.poll = nullptr;
-    nashal_os_hooks.select = nullptr;
+    hook_clock(false);
     clock_state().events.clear();
 }
 

@@ -135,6 +135,17 @@ void *sim_mmap(void *addr, size_t length, int prot, int flags, int fd, off_t off
     return MAP_FAILED;
 }
 
+// The seam's device hooks: the emulators', or none (the machine's own).
+void hook_devices(bool on) {
+    nashal_os_hooks.ioctl = on ? sim_ioctl : nullptr;
+    nashal_os_hooks.ioperm = on ? sim_ioperm : nullptr;
+    nashal_os_hooks.inb = on ? sim_inb : nullptr;
+    nashal_os_hooks.outb = on ? sim_outb : nullptr;
+    nashal_os_hooks.inl = on ? sim_inl : nullptr;
+    nashal_os_hooks.outl = on ? sim_outl : nullptr;
+    nashal_os_hooks.mmap = on ? sim_mmap : nullptr;
+}
+
 }  // namespace
 
 void register_memory_window(uint64_t base, uint64_t size, const std::string &backing_file) {
@@ -162,23 +173,11 @@ bool port_permitted(uint16_t port) {
 }
 
 void devices_install() {
-    nashal_os_hooks.ioctl = sim_ioctl;
-    nashal_os_hooks.ioperm = sim_ioperm;
-    nashal_os_hooks.inb = sim_inb;
-    nashal_os_hooks.outb = sim_outb;
-    nashal_os_hooks.inl = sim_inl;
-    nashal_os_hooks.outl = sim_outl;
-    nashal_os_hooks.mmap = sim_mmap;
+    hook_devices(true);
 }
 
 void devices_uninstall() {
-    nashal_os_hooks.ioctl = nullptr;
-    nashal_os_hooks.ioperm = nullptr;
-    nashal_os_hooks.inb = nullptr;
-    nashal_os_hooks.outb = nullptr;
-    nashal_os_hooks.inl = nullptr;
-    nashal_os_hooks.outl = nullptr;
-    nashal_os_hooks.mmap = nullptr;
+    hook_devices(false);
     auto &r = registry();
     r.devices.clear();
     r.prefixes.clear();
