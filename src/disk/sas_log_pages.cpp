@@ -42,21 +42,18 @@ uint64_t number(const char *who, const unsigned char *value, size_t length) {
     return nashal::load_be(value, length);
 }
 
-// The two traces of a parameter passed over: the counter pages' and the others' (whose text
-// has no blanks after the commas).
-void trace_unknown_counter(const char *who, int line, unsigned param, size_t offset,
-                           size_t length) {
-    if (who)
-        ERR_TRACE(HAL_TRACE_ERROR,
-                  "%s(%d): Not supported param_code = 0x%x, i = %d, buf_count = %d\n", who, line,
-                  param, static_cast<int>(offset), static_cast<int>(length));
-}
+// A parameter passed over. The counter pages trace it with blanks after the commas, the others
+// without.
+enum class TraceText { Counter, Other };
 
-void trace_unknown(const char *who, int line, unsigned param, size_t offset, size_t length) {
+void trace_unknown(const char *who, int line, TraceText text, unsigned param, size_t offset,
+                   size_t length) {
     if (who)
         ERR_TRACE(HAL_TRACE_ERROR,
-                  "%s(%d): Not supported param_code = 0x%x,i = %d,buf_count = %d\n", who, line,
-                  param, static_cast<int>(offset), static_cast<int>(length));
+                  text == TraceText::Counter
+                      ? "%s(%d): Not supported param_code = 0x%x, i = %d, buf_count = %d\n"
+                      : "%s(%d): Not supported param_code = 0x%x,i = %d,buf_count = %d\n",
+                  who, line, param, static_cast<int>(offset), static_cast<int>(length));
 }
 
 void clear(uint8_t code, SAS_LOG_PAGE *page) {
@@ -122,7 +119,7 @@ bool decode_sas_error_counters(const char *who, uint8_t code, const unsigned cha
                         pair->value = static_cast<uint32_t>(number(who, value, n));
                     } else if (param != kErrorBytesProcessed) {
                         // The bytes processed are passed over in silence: nobody shows them.
-                        trace_unknown_counter(who, __LINE__, param, offset, length);
+                        trace_unknown(who, __LINE__, TraceText::Counter, param, offset, length);
                     }
                 });
     return true;
@@ -153,7 +150,7 @@ bool decode_sas_temperature(const char *who, uint8_t code, const unsigned char *
                                 : param == kReferenceTemperatureParam ? &body.reference
                                                                       : nullptr;
             if (!pair) {
-                trace_unknown(who, __LINE__, param, offset, length);
+                trace_unknown(who, __LINE__, TraceText::Other, param, offset, length);
             } else if (n >= kTemperatureValueLen) {
                 pair->name = param == kTemperatureParam ? "Temperature" : "Reference Temperature";
                 pair->value = value[kTemperatureValueByte];
@@ -184,7 +181,7 @@ bool decode_sas_start_stop(const char *who, uint8_t code, const unsigned char *p
                         pair.name = get_sas_start_stop_param_name(static_cast<int>(param));
                         pair.value = load_be32(value);
                     } else {
-                        trace_unknown_counter(who, __LINE__, param, offset, length);
+                        trace_unknown(who, __LINE__, TraceText::Counter, param, offset, length);
                     }
                 });
     return true;
@@ -197,7 +194,7 @@ bool decode_sas_informational_exception(const char *who, uint8_t code, const uns
     walk_params(params, length,
                 [&](unsigned param, const unsigned char *value, size_t n, size_t offset) {
                     if (param != kIeGeneralParam) {
-                        trace_unknown(who, __LINE__, param, offset, length);
+                        trace_unknown(who, __LINE__, TraceText::Other, param, offset, length);
                         return;
                     }
                     if (n <= kIeAscqByte)
