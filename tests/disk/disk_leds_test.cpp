@@ -26,6 +26,7 @@
 #include "sim/clock.h"
 #include "sim/controller_emulator.h"
 #include "sim/devices.h"
+#include "sim/example_boards.h"
 #include "sim/fs.h"
 #include "sim/gpiolib_pins.h"
 #include "sim/i2c_bus_model.h"
@@ -185,11 +186,7 @@ TEST_P(EveryBoard, EachBayLightsOnlyItsOwnLight) {
 
 INSTANTIATE_TEST_SUITE_P(DiskLeds, EveryBoard, ::testing::ValuesIn(kBoards),
                          [](const ::testing::TestParamInfo<Board> &info) {
-                             std::string name = info.param.dir;
-                             for (char &c : name)
-                                 if (c == '-')
-                                     c = '_';
-                             return name;
+                             return nashal::test::board_case_name(info.param.dir);
                          });
 
 // Boards without a locate light of their own blink the bay's error light from a background

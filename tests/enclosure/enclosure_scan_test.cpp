@@ -18,6 +18,7 @@
 #include "nashal/hal_se.h"
 #include "nashal/hal_trace.h"
 #include "nashal/ini_conf.h"
+#include "registry/conf_field.h"
 #include "nashal/se_sys.h"
 #include "sim/appliance.h"
 #include "sim/clock.h"
@@ -31,12 +32,7 @@ namespace {
 
 const std::string kExamples = NASHAL_EXAMPLES_DIR;
 
-std::string field(const char *file, const std::string &section, const char *key) {
-    char value[64] = {};
-    if (Ini_Conf_Get_Field(file, section.c_str(), key, value, sizeof value) <= 0)
-        return "<missing>";
-    return value;
-}
+using nashal::test::field;
 
 // The field names of one section, in file order.
 std::vector<std::string> keys_of(const std::string &text, const std::string &section) {

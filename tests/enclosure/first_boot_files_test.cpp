@@ -21,8 +21,10 @@
 #include "nashal/hal_pd.h"
 #include "nashal/hal_se.h"
 #include "nashal/ini_conf.h"
+#include "registry/conf_field.h"
 #include "nashal/se_sys.h"
 #include "sim/appliance.h"
+#include "sim/example_boards.h"
 #include "sim/fs.h"
 
 namespace {
@@ -43,12 +45,7 @@ std::string host_file(const std::string &path) {
     return text.str();
 }
 
-std::string field(const char *file, const std::string &section, const char *key) {
-    char value[64] = {};
-    if (Ini_Conf_Get_Field(file, section.c_str(), key, value, sizeof value) <= 0)
-        return "<missing>";
-    return value;
-}
+using nashal::test::field;
 
 class FirstBoot : public ::testing::TestWithParam<const char *> {};
 
@@ -155,13 +152,7 @@ TEST_P(FirstBoot, HalConfAndMapAreExactlyTheExpectedFiles) {
 
 INSTANTIATE_TEST_SUITE_P(ExampleBoards, FirstBoot,
                          ::testing::Values("x86-8bay", "soc-2bay", "x86-pcie-sas", "x86-12bay-sas"),
-                         [](const ::testing::TestParamInfo<const char *> &info) {
-                             std::string name = info.param;
-                             for (char &c : name)
-                                 if (c == '-')
-                                     c = '_';
-                             return name;
-                         });
+                         nashal::test::BoardCaseName());
 
 namespace {
 

@@ -1,15 +1,15 @@
 // halctl check-model: every example board's model file is clean, and each file of the broken
 // corpus fails with exactly the lines that hold its faults.
-#include <dirent.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <set>
 #include <sstream>
 #include <string>
+#include <vector>
 
-#include "foundation/raii.h"
 #include "halctl/halctl_runner.h"
+#include "sim/example_boards.h"
 
 namespace {
 
@@ -26,21 +26,14 @@ std::set<int> lines_of(const std::string &out) {
 }
 
 TEST(CheckModel, EveryExampleBoardIsClean) {
-    // Every board of the examples, those added later included.
-    nashal::DirHandle dir(opendir(NASHAL_EXAMPLES_DIR));
-    ASSERT_TRUE(dir);
-    int boards = 0;
-    while (dirent *e = readdir(dir.get())) {
-        std::string board = e->d_name;
+    const std::vector<std::string> boards = nashal::test::example_boards();
+    for (const std::string &board : boards) {
         std::string model = std::string(NASHAL_EXAMPLES_DIR "/") + board + "/etc/model.conf";
-        if (board[0] == '.' || access(model.c_str(), R_OK) != 0)
-            continue;
-        ++boards;
         halctl_test::Result r = halctl_test::run_halctl("check-model " + model);
         EXPECT_EQ(r.status, 0) << board << "\n" << r.out;
         EXPECT_TRUE(lines_of(r.out).empty()) << r.out;
     }
-    EXPECT_GE(boards, 4);
+    EXPECT_GE(boards.size(), 4u);
 }
 
 TEST(CheckModel, BrokenCorpusFailsAtTheFaultyLines) {

@@ -14,6 +14,7 @@
 #include "nashal/hal_pd.h"
 #include "nashal/hal_se.h"
 #include "nashal/ini_conf.h"
+#include "registry/conf_field.h"
 #include "sim/appliance.h"
 #include "sim/ata_identify_image.h"
 #include "sim/fs.h"
@@ -25,12 +26,7 @@ namespace {
 
 const char *kBay8Host = "/sys/devices/pci0000:00/0000:00:1f.2/ata8/host7";
 
-std::string field(const char *file, const std::string &section, const char *key) {
-    char value[64] = {};
-    if (Ini_Conf_Get_Field(file, section.c_str(), key, value, sizeof value) <= 0)
-        return "<missing>";
-    return value;
-}
+using nashal::test::field;
 
 bool hook_ran(const std::string &line) {
     for (int tries = 0; tries < 50; ++tries) {

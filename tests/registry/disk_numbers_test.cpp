@@ -1,7 +1,6 @@
 // Disks as the kernel numbers them: the name and device number arithmetic both ways, and the
 // round trip of every recorded disk of every example board through its number, its name and
 // its WWN. A wrong number here is a daemon acting on another disk than the one it means.
-#include <dirent.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -15,6 +14,7 @@
 #include "nashal/hal_se.h"
 #include "nashal/pd_sys.h"
 #include "sim/appliance.h"
+#include "sim/example_boards.h"
 #include "topology/trace_levels.h"
 
 namespace {
@@ -116,20 +116,6 @@ TEST(DiskNumbers, FormattingStaysInsideTheBuffer) {
     EXPECT_STREQ(small, "/dev/");
 }
 
-std::vector<std::string> example_boards() {
-    std::vector<std::string> boards;
-    if (DIR *d = opendir(NASHAL_EXAMPLES_DIR)) {
-        while (dirent *e = readdir(d))
-            if (e->d_name[0] != '.' &&
-                access(
-                    (std::string(NASHAL_EXAMPLES_DIR "/") + e->d_name + "/etc/model.conf").c_str(),
-                    F_OK) == 0)
-                boards.push_back(e->d_name);
-        closedir(d);
-    }
-    return boards;
-}
-
 int take_disk(int enc_id, int port_id, void *cookie) {
     static_cast<std::vector<std::pair<int, int>> *>(cookie)->push_back({enc_id, port_id});
     return 0;
@@ -178,20 +164,10 @@ TEST_P(BoardRoundTrip, EveryRecordedDiskRoundTrips) {
 // disks have no way back from their device number (the backend's id lookup has no Thunderbolt
 // branch), so neither round trips here.
 std::vector<std::string> boards_with_disks() {
-    std::vector<std::string> boards;
-    for (const std::string &b : example_boards())
-        if (b != "x86-sas-shelves" && b != "x86-thunderbolt")
-            boards.push_back(b);
-    return boards;
+    return nashal::test::example_boards({"x86-sas-shelves", "x86-thunderbolt"});
 }
 
 INSTANTIATE_TEST_SUITE_P(ExampleBoards, BoardRoundTrip, testing::ValuesIn(boards_with_disks()),
-                         [](const testing::TestParamInfo<std::string> &i) {
-                             std::string n = i.param;
-                             for (char &c : n)
-                                 if (!isalnum(static_cast<unsigned char>(c)))
-                                     c = '_';
-                             return n;
-                         });
+                         nashal::test::BoardCaseName());
 
 }  // namespace

@@ -15,6 +15,7 @@
 #include "nashal/hal_pd.h"
 #include "nashal/hal_se.h"
 #include "nashal/ini_conf.h"
+#include "registry/conf_field.h"
 #include "sim/appliance.h"
 #include "sim/fs.h"
 
@@ -81,12 +82,7 @@ namespace {
 
 using nashal::sim::read_file;
 
-std::string field(const char *file, const std::string &section, const char *key) {
-    char value[64] = {};
-    if (Ini_Conf_Get_Field(file, section.c_str(), key, value, sizeof value) <= 0)
-        return "<missing>";
-    return value;
-}
+using nashal::test::field;
 
 class DiskRegistry : public ::testing::Test {
   protected:

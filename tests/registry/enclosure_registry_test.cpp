@@ -20,6 +20,7 @@
 #include "nashal/hal_se.h"
 #include "nashal/hal_trace.h"
 #include "nashal/ini_conf.h"
+#include "registry/conf_field.h"
 #include "nashal/se_sys.h"
 #include "sim/appliance.h"
 #include "sim/fs.h"
@@ -79,12 +80,7 @@ void add_chain(int length) {
     }
 }
 
-std::string field(const char *file, const std::string &section, const std::string &key) {
-    char value[64] = {};
-    if (Ini_Conf_Get_Field(file, section.c_str(), key.c_str(), value, sizeof value) <= 0)
-        return "<missing>";
-    return value;
-}
+using nashal::test::field;
 
 bool bit(const char *file, const std::string &section, const char *key, int n) {
     return Ini_Conf_Bitmap_Is_Bit_Set(file, section.c_str(), key, n) == 1;
