@@ -10,12 +10,10 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <chrono>
 #include <cstring>
-#include <functional>
 #include <string>
-#include <thread>
 
+#include "controllers/monitor_quit.h"
 #include "nashal/hal_trace.h"
 #include "nashal/mcu_sys.h"
 #include "nashal/pic_sys.h"
@@ -25,18 +23,10 @@
 #include "sim/fs.h"
 
 using namespace nashal::sim;
+using nashal::test::eventually;
+using nashal::test::quit_monitor;
 
 namespace {
-
-// Waits for a condition that another process brings about, for at most 20 s of real time.
-bool eventually(const std::function<bool()> &done) {
-    for (int i = 0; i < 400; ++i) {
-        if (done())
-            return true;
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    }
-    return done();
-}
 
 pid_t monitor_pid(const char *suffix) {
     char target[64] = {};
@@ -66,19 +56,7 @@ class ControllerMonitor : public ::testing::Test {
         emu_->set_serial("NX4A0012");
     }
     void TearDown() override {
-        // The monitor is told to quit, as nothing in the library ever does, so that it doesn't
-        // outlive the test.
-        key_t key = 0;
-        create_msgkey("root", &key);
-        int queue = msgget(key, 0);
-        if (queue >= 0) {
-            PIC_REQUEST quit = {};
-            quit.mtype = 1;
-            quit.command = 255;
-            msgsnd(queue, &quit, 76, IPC_NOWAIT);
-            eventually(
-                [] { return !exists("/tmp/em/em_root.pic") && !exists("/tmp/em/em_root.mcu"); });
-        }
+        quit_monitor("root");
         emu_.reset();
     }
     bool command_seen(uint8_t byte) {

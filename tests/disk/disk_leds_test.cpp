@@ -3,8 +3,6 @@
 // port latch, the gpiolib value, the bytes an LED chip took, the MCU's commands, the shelf's
 // SES element), never through the library.
 #include <gtest/gtest.h>
-#include <sys/ipc.h>
-#include <sys/msg.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -16,6 +14,7 @@
 #include <utility>
 #include <vector>
 
+#include "controllers/monitor_quit.h"
 #include "nashal/hal_trace.h"
 #include "nashal/i2c_sys.h"
 #include "nashal/pd_sys.h"
@@ -36,6 +35,8 @@
 extern "C" int create_msgkey(const char *pic_id, int32_t *key);
 
 using namespace nashal::sim;
+// The MCU takes its orders through its monitor, so they arrive a moment later.
+using nashal::test::eventually;
 
 namespace {
 
@@ -73,16 +74,6 @@ Lit lit_lights(const std::string &enc) {
                 lit.insert({bay, k});
     }
     return lit;
-}
-
-// The MCU takes its orders through its monitor, so they arrive a moment later.
-bool eventually(const std::function<bool()> &done) {
-    for (int i = 0; i < 200; ++i) {
-        if (done())
-            return true;
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    }
-    return done();
 }
 
 std::string describe(const Lit &lit) {
@@ -127,17 +118,7 @@ class ExampleBoard {
     ~ExampleBoard() {
         if (!board_.controller)
             return;
-        // Nothing in the library stops a monitor: tell it to quit so it doesn't outlive us.
-        int32_t key = 0;
-        create_msgkey("root", &key);
-        int queue = msgget(key, 0);
-        if (queue >= 0) {
-            PIC_REQUEST quit = {};
-            quit.mtype = 1;
-            quit.command = 255;
-            msgsnd(queue, &quit, 76, IPC_NOWAIT);
-            eventually([] { return !exists("/tmp/em/em_root.mcu"); });
-        }
+        nashal::test::quit_monitor("root");
     }
 
   private:

@@ -5,8 +5,6 @@
 // are no enclosure: a disk on a port, a hub on a port the model doesn't list, the box's inner
 // hub. Every id found must be described, its disks must come back to it and to their slots.
 #include <gtest/gtest.h>
-#include <sys/ipc.h>
-#include <sys/msg.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -14,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "controllers/monitor_quit.h"
 #include "nashal/hal_se.h"
 #include "nashal/hal_trace.h"
 #include "nashal/pd_sys.h"
@@ -26,6 +25,8 @@
 #include "sim/sysfs_builders.h"
 
 using namespace nashal::sim;
+using nashal::test::eventually;
+using nashal::test::quit_monitor;
 
 namespace {
 
@@ -352,23 +353,11 @@ TEST_F(UsbEnclosures, BoxAttachStartsItsMonitorAndReadsTheSerialNumber) {
     // Its status LED is driven through the monitor: steady red, then blinking both colours.
     EXPECT_EQ(se_sys_set_status_led("usb_2-1", 0, 1), 0);
     EXPECT_EQ(se_sys_blink_status_led("usb_2-1", 2, 1), 0);
-    for (int i = 0; i < 200 && emu->last_command(68, 73) != 72; ++i)
-        usleep(50000);
+    eventually([&] { return emu->last_command(68, 73) == 72; });
     Bytes sent = emu->commands();
     EXPECT_NE(std::find(sent.begin(), sent.end(), 71), sent.end());
     EXPECT_EQ(emu->last_command(68, 73), 72);
-    // The monitor is told to quit, as nothing in the library ever does.
-    int32_t key = 0;
-    create_msgkey("2-1", &key);
-    int queue = msgget(key, 0);
-    if (queue >= 0) {
-        PIC_REQUEST quit = {};
-        quit.mtype = 1;
-        quit.command = 255;
-        msgsnd(queue, &quit, 76, IPC_NOWAIT);
-    }
-    for (int i = 0; i < 200 && exists("/tmp/em/em_2-1.pic"); ++i)
-        usleep(50000);
+    quit_monitor("2-1");
     emu.reset();
 }
 
