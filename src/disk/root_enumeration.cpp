@@ -81,60 +81,55 @@ void usb_entry(Found &f, const char *section, const UsbPlace &p, const char *bri
         usb_ports(f, p, bridge, ports, PD_LINK_SPEED_USB_480M);
 }
 
-void enumerate_system(Found &f, int slots) {
+// Slots numbered from 1 in sections "<prefix> %d", each a controller port below its bus
+// ("DEV_BUS", "DEV_PORT", "DEV_DOMAIN"): fn(section, domain, bus, port) for those that name one.
+template <typename Fn>
+void for_each_port_section(const char *prefix, int slots, Fn fn) {
     for (int n = 1; n <= slots; ++n) {
         char section[HAL_NAME_LEN];
-        snprintf(section, sizeof(section), "%s %d",
-                 main_unit_enclosure(MainUnitKind::System).slot_prefix, n);
+        snprintf(section, sizeof(section), "%s %d", prefix, n);
         char bus[kIdLen];
         int32_t port = 0;
         if (!model_text(section, "DEV_BUS", bus) || !model_int(section, "DEV_PORT", &port))
             continue;
-        int32_t switch_port = -1;
         int32_t domain = 0;
-        char bridge[kIdLen];
-        model_int(section, "PCI_SWITCH_PORT", &switch_port);
         model_int(section, "DEV_DOMAIN", &domain);
-        model_text(section, "DEV_BRIDGE_BUS", bridge);
-        char id[kIdLen];
-        if (lookup_disk_in_root(domain, bus, bridge[0] ? bridge : nullptr, port, switch_port, id) ==
-            0)
-            f.add(id);
+        fn(section, domain, bus, port);
     }
+}
+
+void enumerate_system(Found &f, int slots) {
+    for_each_port_section(main_unit_enclosure(MainUnitKind::System).slot_prefix, slots,
+                          [&](const char *section, int32_t domain, const char *bus, int32_t port) {
+                              int32_t switch_port = -1;
+                              char bridge[kIdLen];
+                              model_int(section, "PCI_SWITCH_PORT", &switch_port);
+                              model_text(section, "DEV_BRIDGE_BUS", bridge);
+                              char id[kIdLen];
+                              if (lookup_disk_in_root(domain, bus, bridge[0] ? bridge : nullptr,
+                                                      port, switch_port, id) == 0)
+                                  f.add(id);
+                          });
 }
 
 void enumerate_esata(Found &f, int slots) {
-    for (int n = 1; n <= slots; ++n) {
-        char section[HAL_NAME_LEN];
-        snprintf(section, sizeof(section), "%s %d",
-                 main_unit_enclosure(MainUnitKind::Esata).slot_prefix, n);
-        char bus[kIdLen];
-        int32_t port = 0;
-        if (!model_text(section, "DEV_BUS", bus) || !model_int(section, "DEV_PORT", &port))
-            continue;
-        int32_t domain = 0;
-        model_int(section, "DEV_DOMAIN", &domain);
-        // A controller with no path counts -1: the count goes down by one, as it always has.
-        f.took(lookup_disk_in_root_esata(domain, bus, port, f.free_part(), f.free_room()));
-    }
+    for_each_port_section(
+        main_unit_enclosure(MainUnitKind::Esata).slot_prefix, slots,
+        [&](const char *, int32_t domain, const char *bus, int32_t port) {
+            // A controller with no path counts -1: the count goes down by one,
+            // as it always has.
+            f.took(lookup_disk_in_root_esata(domain, bus, port, f.free_part(), f.free_room()));
+        });
 }
 
-// Slots numbered from 1 in sections "<name> %d" ("Boot Disk %d" of an ATA boot device, which a
-// flash one shares; "Cache Disk %d"), each a controller port below its bus.
+// "Boot Disk %d" of an ATA boot device, which a flash one shares; "Cache Disk %d".
 void enumerate_port_sections(Found &f, int slots, const char *name) {
-    for (int n = 1; n <= slots; ++n) {
-        char section[HAL_NAME_LEN];
-        snprintf(section, sizeof(section), "%s %d", name, n);
-        char bus[kIdLen];
-        int32_t port = 0;
-        if (!model_text(section, "DEV_BUS", bus) || !model_int(section, "DEV_PORT", &port))
-            continue;
-        int32_t domain = 0;
-        model_int(section, "DEV_DOMAIN", &domain);
-        char id[kIdLen];
-        if (lookup_disk_in_root(domain, bus, nullptr, port, -1, id) == 0)
-            f.add(id);
-    }
+    for_each_port_section(name, slots,
+                          [&](const char *, int32_t domain, const char *bus, int32_t port) {
+                              char id[kIdLen];
+                              if (lookup_disk_in_root(domain, bus, nullptr, port, -1, id) == 0)
+                                  f.add(id);
+                          });
 }
 
 void enumerate_boot(Found &f, int slots) {
