@@ -28,10 +28,16 @@ std::set<int> lines_of(const std::string &out) {
 TEST(CheckModel, EveryExampleBoardIsClean) {
     const std::vector<std::string> boards = nashal::test::example_boards();
     for (const std::string &board : boards) {
-        std::string model = std::string(NASHAL_EXAMPLES_DIR "/") + board + "/etc/model.conf";
-        halctl_test::Result r = halctl_test::run_halctl("check-model " + model);
-        EXPECT_EQ(r.status, 0) << board << "\n" << r.out;
-        EXPECT_TRUE(lines_of(r.out).empty()) << r.out;
+        // The family's generic file and every board file the model selection may link to.
+        const std::string etc = std::string(NASHAL_EXAMPLES_DIR "/") + board + "/etc";
+        for (const std::string &name : nashal::sim::list_dir(etc)) {
+            if (name.rfind("model", 0) != 0 || name.size() < 5 ||
+                name.compare(name.size() - 5, 5, ".conf") != 0)
+                continue;
+            halctl_test::Result r = halctl_test::run_halctl("check-model " + etc + "/" + name);
+            EXPECT_EQ(r.status, 0) << board << "/etc/" << name << "\n" << r.out;
+            EXPECT_TRUE(lines_of(r.out).empty()) << r.out;
+        }
     }
     EXPECT_GE(boards.size(), 4u);
 }
@@ -43,9 +49,10 @@ TEST(CheckModel, BrokenCorpusFailsAtTheFaultyLines) {
     } cases[] = {
         // Values that don't parse, a value cut at 31 characters, a method nobody drives.
         {"bad_values.conf", {4, 5, 6, 7, 8, 11, 12, 18, 19, 20}},
-        // Unknown key, a repeated key and section, a slot sharing another's port, slots beyond
-        // the counts, an unknown section and a line that is nothing.
-        {"structure.conf", {3, 8, 12, 14, 18, 21, 24, 27, 29}},
+        // Unknown key, a repeated key and section (whose key repeats the first block's), a slot
+        // sharing another's port, slots beyond the counts, an unknown section and a line that
+        // is nothing.
+        {"structure.conf", {3, 8, 12, 14, 18, 19, 21, 24, 27, 29}},
     };
     for (const Case &c : cases) {
         halctl_test::Result r = halctl_test::run_halctl(
