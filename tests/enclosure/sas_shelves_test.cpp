@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -80,18 +81,6 @@ class SasShelves : public ::testing::Test {
             ids.push_back("sg" + std::to_string(sg));
         std::sort(ids.begin(), ids.end());
         return ids;
-    }
-    static std::vector<std::string> lines(const std::string &text) {
-        std::vector<std::string> all;
-        size_t start = 0;
-        while (start < text.size()) {
-            size_t end = text.find('\n', start);
-            if (end == std::string::npos)
-                end = text.size();
-            all.push_back(text.substr(start, end - start));
-            start = end + 1;
-        }
-        return all;
     }
     Appliance app = Appliance::fresh();
     SysfsTree t;
@@ -208,7 +197,8 @@ TEST_F(SasShelves, EveryDiskIsFoundInTheBayTheEnclosureReports) {
     // -k prints the kernel's names: the appliance's /dev holds plain files, not device nodes.
     ASSERT_GT(comm_sys_read_from_popen("lsscsi -g -k", out, sizeof out), 0);
     std::vector<std::string> listed;
-    for (std::string line : lines(out)) {
+    std::istringstream lines(out);
+    for (std::string line; std::getline(lines, line);) {
         while (!line.empty() && line.back() == ' ')
             line.pop_back();
         if (line.find(" disk ") != std::string::npos)
