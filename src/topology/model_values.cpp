@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 
 #include "foundation/text.h"
 #include "nashal/hal_trace.h"
@@ -127,70 +128,54 @@ int comm_sys_parse_c_i2c(const char *value, int32_t *address) {
 
 namespace {
 
-// Cuts `text` at its next ":" and returns what follows, or null when there is none.
-char *cut_at_colon(char *text) {
-    char *colon = std::strchr(text, ':');
-    if (!colon)
-        return nullptr;
-    *colon = '\0';
-    return colon + 1;
+// Cuts `value` in place at its colons into the n fields "<method>:<f1>:...", the last holding all
+// that follows; false when it has fewer than n - 1 colons.
+bool cut_fields(char *value, char **fields, size_t n) {
+    fields[0] = value;
+    for (size_t k = 1; k < n; ++k) {
+        char *colon = std::strchr(fields[k - 1], ':');
+        if (!colon)
+            return false;
+        *colon = '\0';
+        fields[k] = colon + 1;
+    }
+    return true;
 }
 
 }  // namespace
 
 int comm_sys_parse_c_i2c_start_stop(char *value, int32_t *address, int32_t *start, int32_t *stop) {
-    if (!value || !address || !start || !stop)
+    char *f[4];
+    if (!value || !address || !start || !stop || !cut_fields(value, f, std::size(f)))
         return -1;
-    char *addr = cut_at_colon(value);
-    if (!addr)
-        return -1;
-    char *start_text = cut_at_colon(addr);
-    if (!start_text)
-        return -1;
-    char *stop_text = cut_at_colon(start_text);
-    if (!stop_text)
-        return -1;
-    *address = read_hex(addr);
-    *start = read_hex(start_text);
-    *stop = read_hex(stop_text);
+    *address = read_hex(f[1]);
+    *start = read_hex(f[2]);
+    *stop = read_hex(f[3]);
     return 0;
 }
 
 int comm_sys_parse_c_i2c_index(char *value, int32_t *address, int32_t *index) {
-    if (!value || !address || !index)
+    char *f[3];
+    if (!value || !address || !index || !cut_fields(value, f, std::size(f)))
         return -1;
-    char *addr = cut_at_colon(value);
-    if (!addr)
-        return -1;
-    char *index_field = cut_at_colon(addr);
-    if (!index_field)
-        return -1;
-    char *i = std::strchr(index_field, 'I');
+    char *i = std::strchr(f[2], 'I');
     if (!i)
         return -1;
-    *address = read_hex(addr);
+    *address = read_hex(f[1]);
     *index = read_hex(i + 1);
     return 0;
 }
 
 int comm_sys_parse_c_i2c_index_write(char *value, int32_t *address, int32_t *index, int32_t *data) {
-    if (!value || !address || !index || !data)
+    char *f[4];
+    if (!value || !address || !index || !data || !cut_fields(value, f, std::size(f)))
         return -1;
-    char *addr = cut_at_colon(value);
-    if (!addr)
-        return -1;
-    char *index_field = cut_at_colon(addr);
-    if (!index_field)
-        return -1;
-    char *data_text = cut_at_colon(index_field);
-    if (!data_text)
-        return -1;
-    char *i = std::strchr(index_field, 'I');
+    char *i = std::strchr(f[2], 'I');
     if (!i)
         return -1;
-    *address = read_hex(addr);
+    *address = read_hex(f[1]);
     *index = read_hex(i + 1);
-    *data = read_hex(data_text);
+    *data = read_hex(f[3]);
     return 0;
 }
 
