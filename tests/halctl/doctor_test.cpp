@@ -248,4 +248,94 @@ TEST(DoctorUsbBox, NamesEachInjectedFaultAtItsSlot) {
         << whole.out;
 }
 
+// The SAS card in PCIe slot 1 of x86-thunderbolt (root port 00:02.0, card 30:00.0), disks on
+// its ports 0 and 2: bays 1 and 3 of "root_pcie_1". A slot without a card, or a card without
+// disks, is no fault: the enclosure only exists while a disk is found.
+TEST(DoctorPcieSlot, FollowsTheCardsDisksAndNamesWhatStopsTheSlot) {
+    {
+        Board board("x86-thunderbolt");
+        halctl_test::Result r = board.run("--json doctor root_pcie_1");
+        EXPECT_EQ(r.status, 0) << r.out;
+        EXPECT_NE(r.out.find("\"enc_sys_id\": \"root_pcie_1\", \"port_id\": 1, \"status\": \"ok\""),
+                  std::string::npos)
+            << r.out;
+        EXPECT_NE(r.out.find("\"enc_sys_id\": \"root_pcie_1\", \"port_id\": 3, \"status\": \"ok\""),
+                  std::string::npos)
+            << r.out;
+        EXPECT_NE(board.run("doctor").out.find("root_pcie_1 bay 3: ok"), std::string::npos)
+            << "the whole-board walk takes the board's slots";
+    }
+    struct Case {
+        const char *name;
+        std::function<void(const Board &)> inject;
+        int status;
+        const char *shown;  // the slot's problem, or its status when nothing is broken
+    } cases[] = {
+        {"card pulled",
+         [](const Board &b) {
+             // The kernel takes the card's functions and their class entries away together.
+             nashal::sim::remove_tree(b.dir() +
+                                      "/sys/devices/pci0000:00/0000:00:02.0/0000:30:00.0");
+             for (const char *sg : {"sg28", "sg29"})
+                 nashal::sim::remove_tree(b.dir() + "/sys/class/scsi_generic/" + sg);
+         },
+         0, "empty"},
+        {"slot without DEV_BUS",
+         [](const Board &b) { b.run("conf remove /etc/model.conf 'System PCIE SLOT 1' DEV_BUS"); },
+         1, "[System PCIE SLOT 1] has no DEV_BUS: the slot is never looked at"},
+        {"board without PCIe expansion",
+         [](const Board &b) {
+             b.run("conf set /etc/model.conf 'System Enclosure' CAP 0x08000000");
+         },
+         1, "the board's CAP has no CAP_PCIE_EXPANSION"},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.name);
+        Board board("x86-thunderbolt");
+        c.inject(board);
+        halctl_test::Result r = board.run("--json doctor root_pcie_1");
+        EXPECT_EQ(r.status, c.status) << r.out;
+        const std::string shown = c.status ? member(r.out, "problem") : member(r.out, "status");
+        EXPECT_EQ(shown.find(c.shown), 0u) << r.out;
+    }
+}
+
+// The first box of x86-thunderbolt, i2c-101: four bays, disks sg19 to sg22.
+TEST(DoctorThunderbolt, NamesEachInjectedFaultAtItsBay) {
+    struct Case {
+        const char *name;
+        const char *enc_sys_id;
+        std::function<void(const Board &)> inject;
+        const char *told;
+    } cases[] = {
+        {"disk pulled", "i2c-101",
+         [](const Board &b) {
+             nashal::sim::remove_tree(device_of(b, "/sys/class/scsi_generic/sg20/device"));
+             nashal::sim::remove_tree(b.dir() + "/sys/class/scsi_generic/sg20");
+         },
+         "no disk at port 1 of the box's SATA controller behind switch port 2: the bay is empty"},
+        {"light with a method word", "i2c-101",
+         [](const Board &b) {
+             b.run("conf set /etc/model_jbod.conf 'System Disk 2' ERR_LED SIO:I0:B1");
+         },
+         "ERR_LED \"SIO:I0:B1\" is no I2C:address:start:stop"},
+        {"box unplugged", "i2c-109", [](const Board &) {},
+         "i2c-109 is at the end of no chain of the host's ports"},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.name);
+        Board board("x86-thunderbolt");
+        if (std::string(c.enc_sys_id) == "i2c-101") {
+            halctl_test::Result clean = board.run("--json doctor i2c-101 2");
+            ASSERT_EQ(clean.status, 0) << clean.out;
+            EXPECT_EQ(member(clean.out, "disk"), "sg20") << clean.out;
+        }
+        c.inject(board);
+        halctl_test::Result r = board.run(std::string("--json doctor ") + c.enc_sys_id +
+                                          (std::string(c.enc_sys_id) == "i2c-101" ? " 2" : ""));
+        EXPECT_EQ(r.status, 1) << r.out;
+        EXPECT_EQ(member(r.out, "problem").find(c.told), 0u) << r.out;
+    }
+}
+
 }  // namespace

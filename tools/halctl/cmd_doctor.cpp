@@ -4,8 +4,10 @@
 // bay's lights with their method words), and the first link that breaks is told in the words a
 // firmware engineer uses. It only reads.
 #include <dlfcn.h>
+#include <fcntl.h>
 #include <strings.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cctype>
 #include <climits>
@@ -23,6 +25,7 @@
 #include "nashal/hal_se.h"
 #include "nashal/pd_sys.h"
 #include "nashal/se_sys.h"
+#include "topology/model_file.h"
 
 namespace halctl::doctor {
 
@@ -282,6 +285,35 @@ std::vector<Bay> follow_kind(const BayKind &kind, int only_bay) {
     return bays;
 }
 
+// Some of the library's lookups print progress on standard output, as the boxes' tools expect;
+// doctor's own answer (a JSON document above all) must stay the only thing there.
+class QuietStdout {
+  public:
+    QuietStdout() {
+        fflush(stdout);
+        saved_ = dup(STDOUT_FILENO);
+        int null = open("/dev/null", O_WRONLY | O_CLOEXEC);
+        if (saved_ >= 0 && null >= 0)
+            dup2(null, STDOUT_FILENO);
+        if (null >= 0)
+            close(null);
+    }
+    ~QuietStdout() { end(); }
+    void end() {
+        if (saved_ < 0)
+            return;
+        fflush(stdout);
+        dup2(saved_, STDOUT_FILENO);
+        close(saved_);
+        saved_ = -1;
+    }
+    QuietStdout(const QuietStdout &) = delete;
+    QuietStdout &operator=(const QuietStdout &) = delete;
+
+  private:
+    int saved_ = -1;
+};
+
 // An enclosure doctor walks: its id and its bays.
 struct Walked {
     std::string enc_sys_id;
@@ -296,6 +328,14 @@ bool walk(const char *sys_id, int enc_id, int only_bay, std::vector<Walked> &out
             out.push_back({sys_id, follow_kind(k, only_bay)});
             return true;
         }
+    {
+        Walked w{sys_id, {}};
+        if (halctl::doctor::follow_pcie_slot(sys_id, only_bay, w.bays) ||
+            halctl::doctor::follow_thunderbolt_box(sys_id, only_bay, w.bays)) {
+            out.push_back(std::move(w));
+            return true;
+        }
+    }
     // The registry's record, or for an enclosure named by its id the enclosure's own answer.
     ENC_INFO info{};
     int max_disk_num =
@@ -318,9 +358,17 @@ HALCTL_COMMAND(cmd_doctor, "doctor", "[ENC_ID|SYS_ID [PORT]]",
         return halctl::usage_error(ctx, "doctor takes an enclosure id and a bay at most");
     std::vector<Walked> walked;
     long long only_bay = 0;
+    QuietStdout quiet;
     if (ctx.args.empty()) {
         for (const BayKind &k : kKinds)
             walked.push_back({k.enc_sys_id, follow_kind(k, 0)});
+        // Each PCIe slot the board has, whether or not a card in it has made an enclosure.
+        if (nashal::topology::root_capability() & CAP_PCIE_EXPANSION) {
+            const int32_t slots = nashal::topology::model_int_or(nashal::topology::kSystemEnclosure,
+                                                                 "MAX_PCIE_SLOT", 0, INI_CONF_DEC);
+            for (int32_t slot = 1; slot <= slots && slot <= MAX_PD_SYS_ENUM; ++slot)
+                walk(("root_pcie_" + std::to_string(slot)).c_str(), -1, 0, walked);
+        }
         // Then every expansion enclosure the registry holds; the others have no bays to walk.
         int ids[MAX_SE_SYS_ENUM];
         int n = SE_Enumerate(ids, MAX_SE_SYS_ENUM, nullptr, nullptr);
@@ -351,11 +399,14 @@ HALCTL_COMMAND(cmd_doctor, "doctor", "[ENC_ID|SYS_ID [PORT]]",
             snprintf(sys_id, sizeof sys_id, "root");
         }
         if (!walk(sys_id, static_cast<int>(enc_id), static_cast<int>(only_bay), walked))
-            return halctl::failure(std::string("doctor follows the bays of root, root_cache, SAS "
-                                               "shelves and USB enclosures; enclosure ") +
+            return halctl::failure(std::string("doctor follows the bays of root, root_cache, "
+                                               "PCIe slots, SAS shelves, USB and Thunderbolt "
+                                               "boxes; "
+                                               "enclosure ") +
                                    sys_id + " is none of them");
     }
 
+    quiet.end();
     std::vector<Output::Record> rows;
     int broken = 0;
     for (const Walked &w : walked) {
