@@ -483,7 +483,9 @@ bool record_box(const std::string &dir,
     rec.left_out("sim", "the emulators' own descriptions of a virtual box");
     rec.left_out("tmp", "run-time files");
     rec.left_out("var", "run-time files");
-    rec.left_out("ports", "serial lines, I2C, I/O ports and CMOS: their chips are not recorded");
+    rec.left_out("ports",
+                 "serial lines, I2C, I/O ports, CMOS and the SoC's memory-mapped "
+                 "registers: their chips are not recorded");
 
     // The queries run in a child: its view, with the overlays and wrapped programs, dies with
     // it, and the caller keeps its own. The child leaves its manifest lines, its counts and its
