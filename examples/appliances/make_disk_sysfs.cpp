@@ -2,15 +2,17 @@
 // with the virtual appliance's builders. Run once after changing a layout and commit the result:
 //
 //   g++ -std=c++17 -I. -Isrc examples/appliances/make_disk_sysfs.cpp sim/sysfs_builders.cpp
-//       sim/ata_identify_image.cpp sim/fs.cpp -o /tmp/make_disk_sysfs &&
+//       sim/ata_identify_image.cpp sim/sata_smart_model.cpp sim/clock.cpp sim/fs.cpp
+//       src/os/os_seam.cpp -o /tmp/make_disk_sysfs &&
 //       /tmp/make_disk_sysfs examples/appliances
 //
-// It writes the drives' own answers too: the IDENTIFY data of each SATA drive
-// (sim/ata/sgN/identify) and the inquiry and capacity description of each SAS drive
-// (sim/inq/sgN).
+// It writes the drives' own answers too: the IDENTIFY and SMART data of each SATA drive
+// (sim/ata/sgN/identify, smart_data, smart_thresholds) and the inquiry and capacity description of
+// each SAS drive (sim/inq/sgN).
 //
 // Other parts of a board's sysfs (network, sensors) are written by their own owners and are
-// left alone; only the all-disk boards x86-pcie-sas and x86-12bay-sas are cleared first.
+// left alone; only the all-disk boards x86-pcie-sas and x86-12bay-sas are cleared first (but for
+// their hand-written sensors).
 //
 // The layouts here and the slot sections of each board's model file (etc/model.conf, or the
 // etc/model_*.conf that the model selection links it to) describe the same hardware;
@@ -21,11 +23,19 @@
 
 #include "sim/ata_identify_image.h"
 #include "sim/fs.h"
+#include "sim/sata_smart_model.h"
 #include "sim/sysfs_builders.h"
 
 using namespace nashal::sim;
 
 namespace {
+
+// A SATA drive answers IDENTIFY and SMART: a typical attribute set, so that `halctl smart` and
+// the SMART pages have something to show on every example board.
+void describe_sata_drive(const std::string &dir, const std::string &node, const AtaDiskDesc &d) {
+    describe_ata_disk(dir, node, d);
+    describe_ata_smart(dir, node, typical_hdd_smart());
+}
 
 std::string sd(int n) {
     std::string name = "sd";
@@ -96,7 +106,7 @@ void x86_8bay(const std::string &dir) {
         ScsiDesc d = ScsiDesc::disk(sg, sd(block++), "ATA", ata.model.substr(0, 16));
         d.size_512 = ata.sectors * (ata.logical_sector_bytes / 512);
         t.scsi_device(host, a, d);
-        describe_ata_disk(dir, "sg" + std::to_string(sg++), ata);
+        describe_sata_drive(dir, "sg" + std::to_string(sg++), ata);
     };
     auto root = t.pci_root(0, 0);
 
@@ -162,7 +172,7 @@ void x86_8bay(const std::string &dir) {
     ScsiDesc bridge_lun = ScsiDesc::disk(0, "", "ASMT", "2115");
     bridge_lun.size_512 = 1953525168ull;
     storage(hs, 3, bridge, 13, {bridge_lun});
-    describe_ata_disk(dir, "sg16", desktop_hdd("ST1000LM035-1RK172", 4, 1953525168ull));
+    describe_sata_drive(dir, "sg16", desktop_hdd("ST1000LM035-1RK172", 4, 1953525168ull));
     // Internal header: the USB boot module, 512 MB.
     UsbDesc module{0x1005, 0xb113, "USB DISK MODULE", "", "0720000000001FD4", "480"};
     ScsiDesc module_lun = ScsiDesc::disk(0, "", "USB DISK", "MODULE");
@@ -193,7 +203,7 @@ void x86_pcie_sas(const std::string &dir) {
         if (port != 2) {
             AtaDiskDesc ata = desktop_hdd("HGST HUS726T4TALA6L4", 10 + port, 7814037168ull);
             ata.wwn = 0x5000cca000000000ull + static_cast<uint64_t>(port);
-            describe_ata_disk(dir, "sg" + std::to_string(sg), ata);
+            describe_sata_drive(dir, "sg" + std::to_string(sg), ata);
             t.scsi_device(host, {port, 0, 0, 0},
                           ScsiDesc::disk(sg++, sd(block++), "ATA", "HGST HUS726T4TAL"));
         }
@@ -281,7 +291,7 @@ void x86_12bay_sas(const std::string &dir) {
             AtaDiskDesc ssd = sata_ssd(3);
             ssd.sectors = 976773168ull;
             ssd.model = "Samsung SSD 860 EVO 500GB";
-            describe_ata_disk(dir, "sg" + std::to_string(sg), ssd);
+            describe_sata_drive(dir, "sg" + std::to_string(sg), ssd);
             ScsiDesc d = ScsiDesc::disk(sg++, sd(block++), "ATA", "Samsung SSD 860");
             d.size_512 = ssd.sectors;
             t.scsi_device(h, {p + 1, 0, 0, 0}, d);
@@ -318,9 +328,16 @@ int main(int argc, char **argv) {
         return 2;
     }
     std::string base = argv[1];
+    // The sensors under sys/class/hwmon are written by hand, not here: they stay.
     for (const char *board : {"/x86-pcie-sas", "/x86-12bay-sas"}) {
-        for (const char *sub : {"/sys", "/dev"})
-            remove_tree(base + board + sub);
+        const std::string sys = base + board + "/sys";
+        for (const std::string &entry : list_dir(sys))
+            if (entry != "class")
+                remove_tree(sys + "/" + entry);
+        for (const std::string &entry : list_dir(sys + "/class"))
+            if (entry != "hwmon")
+                remove_tree(sys + "/class/" + entry);
+        remove_tree(base + board + "/dev");
     }
     for (const char *board : {"/x86-8bay", "/x86-pcie-sas", "/x86-12bay-sas"}) {
         for (const char *sub : {"/sim/ata", "/sim/inq"})

@@ -248,4 +248,56 @@ TEST(DoctorUsbBox, NamesEachInjectedFaultAtItsSlot) {
         << whole.out;
 }
 
+// The SAS card in PCIe slot 1 of x86-thunderbolt (root port 00:02.0, card 30:00.0), disks on
+// its ports 0 and 2: bays 1 and 3 of "root_pcie_1". A slot without a card, or a card without
+// disks, is no fault: the enclosure only exists while a disk is found.
+TEST(DoctorPcieSlot, FollowsTheCardsDisksAndNamesWhatStopsTheSlot) {
+    {
+        Board board("x86-thunderbolt");
+        halctl_test::Result r = board.run("--json doctor root_pcie_1");
+        EXPECT_EQ(r.status, 0) << r.out;
+        EXPECT_NE(r.out.find("\"enc_sys_id\": \"root_pcie_1\", \"port_id\": 1, \"status\": \"ok\""),
+                  std::string::npos)
+            << r.out;
+        EXPECT_NE(r.out.find("\"enc_sys_id\": \"root_pcie_1\", \"port_id\": 3, \"status\": \"ok\""),
+                  std::string::npos)
+            << r.out;
+        EXPECT_NE(board.run("doctor").out.find("root_pcie_1 bay 3: ok"), std::string::npos)
+            << "the whole-board walk takes the board's slots";
+    }
+    struct Case {
+        const char *name;
+        std::function<void(const Board &)> inject;
+        int status;
+        const char *shown;  // the slot's problem, or its status when nothing is broken
+    } cases[] = {
+        {"card pulled",
+         [](const Board &b) {
+             // The kernel takes the card's functions and their class entries away together.
+             nashal::sim::remove_tree(b.dir() +
+                                      "/sys/devices/pci0000:00/0000:00:02.0/0000:30:00.0");
+             for (const char *sg : {"sg28", "sg29"})
+                 nashal::sim::remove_tree(b.dir() + "/sys/class/scsi_generic/" + sg);
+         },
+         0, "empty"},
+        {"slot without DEV_BUS",
+         [](const Board &b) { b.run("conf remove /etc/model.conf 'System PCIE SLOT 1' DEV_BUS"); },
+         1, "[System PCIE SLOT 1] has no DEV_BUS: the slot is never looked at"},
+        {"board without PCIe expansion",
+         [](const Board &b) {
+             b.run("conf set /etc/model.conf 'System Enclosure' CAP 0x08000000");
+         },
+         1, "the board's CAP has no CAP_PCIE_EXPANSION"},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.name);
+        Board board("x86-thunderbolt");
+        c.inject(board);
+        halctl_test::Result r = board.run("--json doctor root_pcie_1");
+        EXPECT_EQ(r.status, c.status) << r.out;
+        const std::string shown = c.status ? member(r.out, "problem") : member(r.out, "status");
+        EXPECT_EQ(shown.find(c.shown), 0u) << r.out;
+    }
+}
+
 }  // namespace

@@ -138,6 +138,7 @@ const std::vector<SectionRule> &main_rules() {
          {{"VENDOR", Form::Text},
           {"MODEL", Form::LongText},
           {"MAX_DISK_NUM", Form::Dec},
+          {"SYSTEM_DISK_CACHEABLE_BITMAP", Form::Hex},
           {"DISK_DRV_TYPE", Form::DrvType},
           {"DISK_DEFAULT_MAX_LINK_SPEED", Form::Text}}},
         {"Boot Enclosure",
@@ -230,6 +231,15 @@ const std::vector<SectionRule> &jbod_rules() {
          {{"FAN_UNIT", Form::Text}, {"FAN_#", Form::Fan}, {"FAN_LEVEL_#", Form::Dec}}},
         {"Sata Controller 1",
          {{"PCI_SWITCH_PORT", Form::Hex}, {"VENDOR", Form::Text}, {"PRODUCT_ID", Form::Text}}},
+        // A box's bays: where each disk is found and its lights' start and stop bytes.
+        {"System Disk #",
+         {{"DEV_PORT", Form::Dec},
+          {"PCI_SWITCH_PORT", Form::Hex},
+          {"DEV_DOMAIN", Form::Dec},
+          {"DEV_BRIDGE_BUS", Form::DevBus},
+          {"ERR_LED", Form::Text},
+          {"LOCATE_LED", Form::Text},
+          {"PRESENT_LED", Form::Text}}},
     };
     return rules;
 }
@@ -406,18 +416,20 @@ class Checker {
         nashal::ini::LineView v = nashal::ini::scan_line(text);
         if (v.kind == nashal::ini::LineKind::Section) {
             std::string name(v.name);
-            for (const auto &s : sections_)
+            for (auto &s : sections_)
                 if (s.name == name) {
+                    // The library looks a key up through every block of the name in file order
+                    // but adds a new key to the first block: one section, written twice, is a
+                    // trap for whoever edits it next. Its keys are checked as the first block's.
                     add(number, name, "",
                         "section again (first at line " + std::to_string(s.line) +
-                            "): the library reads only the first",
+                            "): its keys are read with the first block's, the first of a key "
+                            "wins, and a key set later goes into the first block",
                         true);
-                    // Its keys are never read: told once, here, not key by key.
-                    current_ = nullptr;
-                    in_repeat_ = true;
+                    current_ = &s;
+                    rule_ = find_rule(name);
                     return;
                 }
-            in_repeat_ = false;
             sections_.push_back({number, name, {}});
             current_ = &sections_.back();
             rule_ = find_rule(name);
@@ -430,8 +442,6 @@ class Checker {
                 true);
             return;
         }
-        if (in_repeat_)
-            return;
         if (v.kind != nashal::ini::LineKind::Field || !current_)
             return field_outside(number, v);
         std::string key(v.name);
@@ -612,7 +622,6 @@ class Checker {
     std::deque<Section> sections_;  // a deque: current_ stays valid as sections are added
     Section *current_ = nullptr;
     const SectionRule *rule_ = nullptr;
-    bool in_repeat_ = false;
     std::vector<Finding> findings_;
 };
 

@@ -23,6 +23,7 @@
 #include "nashal/hal_se.h"
 #include "nashal/pd_sys.h"
 #include "nashal/se_sys.h"
+#include "topology/model_file.h"
 
 namespace halctl::doctor {
 
@@ -296,6 +297,13 @@ bool walk(const char *sys_id, int enc_id, int only_bay, std::vector<Walked> &out
             out.push_back({sys_id, follow_kind(k, only_bay)});
             return true;
         }
+    {
+        Walked w{sys_id, {}};
+        if (halctl::doctor::follow_pcie_slot(sys_id, only_bay, w.bays)) {
+            out.push_back(std::move(w));
+            return true;
+        }
+    }
     // The registry's record, or for an enclosure named by its id the enclosure's own answer.
     ENC_INFO info{};
     int max_disk_num =
@@ -321,6 +329,13 @@ HALCTL_COMMAND(cmd_doctor, "doctor", "[ENC_ID|SYS_ID [PORT]]",
     if (ctx.args.empty()) {
         for (const BayKind &k : kKinds)
             walked.push_back({k.enc_sys_id, follow_kind(k, 0)});
+        // Each PCIe slot the board has, whether or not a card in it has made an enclosure.
+        if (nashal::topology::root_capability() & CAP_PCIE_EXPANSION) {
+            const int32_t slots = nashal::topology::model_int_or(nashal::topology::kSystemEnclosure,
+                                                                 "MAX_PCIE_SLOT", 0, INI_CONF_DEC);
+            for (int32_t slot = 1; slot <= slots && slot <= MAX_PD_SYS_ENUM; ++slot)
+                walk(("root_pcie_" + std::to_string(slot)).c_str(), -1, 0, walked);
+        }
         // Then every expansion enclosure the registry holds; the others have no bays to walk.
         int ids[MAX_SE_SYS_ENUM];
         int n = SE_Enumerate(ids, MAX_SE_SYS_ENUM, nullptr, nullptr);
@@ -351,8 +366,9 @@ HALCTL_COMMAND(cmd_doctor, "doctor", "[ENC_ID|SYS_ID [PORT]]",
             snprintf(sys_id, sizeof sys_id, "root");
         }
         if (!walk(sys_id, static_cast<int>(enc_id), static_cast<int>(only_bay), walked))
-            return halctl::failure(std::string("doctor follows the bays of root, root_cache, SAS "
-                                               "shelves and USB enclosures; enclosure ") +
+            return halctl::failure(std::string("doctor follows the bays of root, root_cache, "
+                                               "PCIe slots, SAS shelves and USB enclosures; "
+                                               "enclosure ") +
                                    sys_id + " is none of them");
     }
 

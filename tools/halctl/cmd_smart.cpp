@@ -63,27 +63,6 @@ std::string hex_flags(unsigned flags) {
     return buf;
 }
 
-void print_json(const Disk &disk, int verdict, int test_status, int percent, int short_min,
-                int ext_min, const SMART_ATTR *a, int count) {
-    std::string s =
-        "{\"disk\": \"" + halctl::json_escape(disk.label()) + "\", \"verdict\": \"" +
-        verdict_text(verdict) + "\", \"self_test_status\": " + std::to_string(test_status) +
-        ", \"self_test_percent\": " + std::to_string(percent) +
-        ", \"short_test_minutes\": " + std::to_string(short_min) +
-        ", \"extended_test_minutes\": " + std::to_string(ext_min) + ", \"attributes\": [";
-    for (int i = 0; i < count; ++i) {
-        s += i ? ",\n {" : "{";
-        s += "\"id\": " + std::to_string(a[i].id) + ", \"name\": \"" +
-             halctl::json_escape(a[i].name) + "\", \"flags\": " + std::to_string(a[i].status_flag) +
-             ", \"value\": " + std::to_string(a[i].value) +
-             ", \"worst\": " + std::to_string(a[i].worst) +
-             ", \"threshold\": " + std::to_string(a[i].thresh) +
-             ", \"raw\": " + std::to_string(a[i].raw) + "}";
-    }
-    s += "]}";
-    printf("%s\n", s.c_str());
-}
-
 // A SAS disk's log pages in the shape of SMART attributes: one row per value a page reports,
 // its id the page code and its raw value the number (a date as YYYYWW).
 int sas_rows(const SAS_LOG_PAGE *pages, int n, SMART_ATTR *attrs, int room, int &verdict) {
@@ -176,10 +155,6 @@ HALCTL_COMMAND(cmd_smart, "smart", "ENC_ID PORT | /dev/sgN",
     if (count < 0)
         return halctl::failure("no SMART data from " + disk.label() +
                                " (a USB disk, no SMART, or no answer; see the trace log)");
-    if (ctx.out.json()) {
-        print_json(disk, verdict, test_status, percent, short_min, ext_min, attrs, count);
-        return halctl::kOk;
-    }
     ctx.out.record({Output::text("disk", disk.label()),
                     Output::text("verdict", verdict_text(verdict)),
                     Output::number("self_test_status", test_status),
@@ -193,7 +168,8 @@ HALCTL_COMMAND(cmd_smart, "smart", "ENC_ID PORT | /dev/sgN",
                         Output::number("value", attrs[i].value),
                         Output::number("worst", attrs[i].worst),
                         Output::number("threshold", attrs[i].thresh),
-                        Output::text("raw", std::to_string(attrs[i].raw))});
+                        // Unsigned: a SAS counter may use all 64 bits.
+                        Output::Field{"raw", std::to_string(attrs[i].raw), true}});
     ctx.out.table(rows);
     return halctl::kOk;
 }

@@ -1,5 +1,6 @@
 // What halctl doctor's bay walks share: the report of one bay, link by link, and the walks of
-// the expansion enclosures (SAS shelves, USB boxes) beside the main unit's own bays.
+// the expansion enclosures (SAS shelves, USB boxes) and PCIe slot cards beside the main unit's own
+// bays.
 #ifndef NASHAL_HALCTL_DOCTOR_H
 #define NASHAL_HALCTL_DOCTOR_H
 
@@ -44,6 +45,11 @@ struct Bay {
 // registry recorded it. False when the enclosure is of neither kind.
 bool follow_expander(const char *enc_sys_id, int max_disk_num, int only_bay,
                      std::vector<Bay> &bays);
+
+// The disks of the card in the PCIe slot enclosure `enc_sys_id` ("root_pcie_N"), each in the
+// bay of its port, every one or only `only_bay` (0: all); the slot itself, as bay 0, when it has
+// none. False when the id isn't a PCIe slot's.
+bool follow_pcie_slot(const char *enc_sys_id, int only_bay, std::vector<Bay> &bays);
 
 }  // namespace halctl::doctor
 
