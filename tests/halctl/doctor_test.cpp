@@ -300,4 +300,42 @@ TEST(DoctorPcieSlot, FollowsTheCardsDisksAndNamesWhatStopsTheSlot) {
     }
 }
 
+// The first box of x86-thunderbolt, i2c-101: four bays, disks sg19 to sg22.
+TEST(DoctorThunderbolt, NamesEachInjectedFaultAtItsBay) {
+    struct Case {
+        const char *name;
+        const char *enc_sys_id;
+        std::function<void(const Board &)> inject;
+        const char *told;
+    } cases[] = {
+        {"disk pulled", "i2c-101",
+         [](const Board &b) {
+             nashal::sim::remove_tree(device_of(b, "/sys/class/scsi_generic/sg20/device"));
+             nashal::sim::remove_tree(b.dir() + "/sys/class/scsi_generic/sg20");
+         },
+         "no disk at port 1 of the box's SATA controller behind switch port 2: the bay is empty"},
+        {"light with a method word", "i2c-101",
+         [](const Board &b) {
+             b.run("conf set /etc/model_jbod.conf 'System Disk 2' ERR_LED SIO:I0:B1");
+         },
+         "ERR_LED \"SIO:I0:B1\" is no I2C:address:start:stop"},
+        {"box unplugged", "i2c-109", [](const Board &) {},
+         "i2c-109 is at the end of no chain of the host's ports"},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.name);
+        Board board("x86-thunderbolt");
+        if (std::string(c.enc_sys_id) == "i2c-101") {
+            halctl_test::Result clean = board.run("--json doctor i2c-101 2");
+            ASSERT_EQ(clean.status, 0) << clean.out;
+            EXPECT_EQ(member(clean.out, "disk"), "sg20") << clean.out;
+        }
+        c.inject(board);
+        halctl_test::Result r = board.run(std::string("--json doctor ") + c.enc_sys_id +
+                                          (std::string(c.enc_sys_id) == "i2c-101" ? " 2" : ""));
+        EXPECT_EQ(r.status, 1) << r.out;
+        EXPECT_EQ(member(r.out, "problem").find(c.told), 0u) << r.out;
+    }
+}
+
 }  // namespace

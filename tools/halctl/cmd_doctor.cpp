@@ -4,8 +4,10 @@
 // bay's lights with their method words), and the first link that breaks is told in the words a
 // firmware engineer uses. It only reads.
 #include <dlfcn.h>
+#include <fcntl.h>
 #include <strings.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cctype>
 #include <climits>
@@ -283,6 +285,35 @@ std::vector<Bay> follow_kind(const BayKind &kind, int only_bay) {
     return bays;
 }
 
+// Some of the library's lookups print progress on standard output, as the boxes' tools expect;
+// doctor's own answer (a JSON document above all) must stay the only thing there.
+class QuietStdout {
+  public:
+    QuietStdout() {
+        fflush(stdout);
+        saved_ = dup(STDOUT_FILENO);
+        int null = open("/dev/null", O_WRONLY | O_CLOEXEC);
+        if (saved_ >= 0 && null >= 0)
+            dup2(null, STDOUT_FILENO);
+        if (null >= 0)
+            close(null);
+    }
+    ~QuietStdout() { end(); }
+    void end() {
+        if (saved_ < 0)
+            return;
+        fflush(stdout);
+        dup2(saved_, STDOUT_FILENO);
+        close(saved_);
+        saved_ = -1;
+    }
+    QuietStdout(const QuietStdout &) = delete;
+    QuietStdout &operator=(const QuietStdout &) = delete;
+
+  private:
+    int saved_ = -1;
+};
+
 // An enclosure doctor walks: its id and its bays.
 struct Walked {
     std::string enc_sys_id;
@@ -299,7 +330,8 @@ bool walk(const char *sys_id, int enc_id, int only_bay, std::vector<Walked> &out
         }
     {
         Walked w{sys_id, {}};
-        if (halctl::doctor::follow_pcie_slot(sys_id, only_bay, w.bays)) {
+        if (halctl::doctor::follow_pcie_slot(sys_id, only_bay, w.bays) ||
+            halctl::doctor::follow_thunderbolt_box(sys_id, only_bay, w.bays)) {
             out.push_back(std::move(w));
             return true;
         }
@@ -326,6 +358,7 @@ HALCTL_COMMAND(cmd_doctor, "doctor", "[ENC_ID|SYS_ID [PORT]]",
         return halctl::usage_error(ctx, "doctor takes an enclosure id and a bay at most");
     std::vector<Walked> walked;
     long long only_bay = 0;
+    QuietStdout quiet;
     if (ctx.args.empty()) {
         for (const BayKind &k : kKinds)
             walked.push_back({k.enc_sys_id, follow_kind(k, 0)});
@@ -367,11 +400,13 @@ HALCTL_COMMAND(cmd_doctor, "doctor", "[ENC_ID|SYS_ID [PORT]]",
         }
         if (!walk(sys_id, static_cast<int>(enc_id), static_cast<int>(only_bay), walked))
             return halctl::failure(std::string("doctor follows the bays of root, root_cache, "
-                                               "PCIe slots, SAS shelves and USB enclosures; "
+                                               "PCIe slots, SAS shelves, USB and Thunderbolt "
+                                               "boxes; "
                                                "enclosure ") +
                                    sys_id + " is none of them");
     }
 
+    quiet.end();
     std::vector<Output::Record> rows;
     int broken = 0;
     for (const Walked &w : walked) {

@@ -1,6 +1,6 @@
 // What halctl doctor's bay walks share: the report of one bay, link by link, and the walks of
-// the expansion enclosures (SAS shelves, USB boxes) and PCIe slot cards beside the main unit's own
-// bays.
+// the expansion enclosures (SAS shelves, USB and Thunderbolt boxes) and PCIe slot cards beside the
+// main unit's own bays.
 #ifndef NASHAL_HALCTL_DOCTOR_H
 #define NASHAL_HALCTL_DOCTOR_H
 
@@ -50,6 +50,11 @@ bool follow_expander(const char *enc_sys_id, int max_disk_num, int only_bay,
 // bay of its port, every one or only `only_bay` (0: all); the slot itself, as bay 0, when it has
 // none. False when the id isn't a PCIe slot's.
 bool follow_pcie_slot(const char *enc_sys_id, int only_bay, std::vector<Bay> &bays);
+
+// The bays of the Thunderbolt box `enc_sys_id` ("i2c-N") as its model file names them, every one
+// or only `only_bay` (0: all); the box itself, as bay 0, when the walk stops before its bays.
+// False when the id isn't a Thunderbolt box's.
+bool follow_thunderbolt_box(const char *enc_sys_id, int only_bay, std::vector<Bay> &bays);
 
 }  // namespace halctl::doctor
 
