@@ -43,20 +43,40 @@ bool write_with_flags(const std::string &path, const std::string &content, int f
     int fd = ::open(path.c_str(), flags | O_WRONLY | O_CLOEXEC, mode);
     if (fd < 0)
         return false;
+    bool ok = write_all(fd, content);
+    ::close(fd);
+    return ok;
+}
+
+}  // namespace
+
+bool write_all(int fd, const std::string &content) {
     size_t done = 0;
     while (done < content.size()) {
         ssize_t n = ::write(fd, content.data() + done, content.size() - done);
         if (n < 0 && errno == EINTR)
             continue;
         if (n <= 0)
-            break;
+            return false;
         done += static_cast<size_t>(n);
     }
-    ::close(fd);
-    return done == content.size();
+    return true;
 }
 
-}  // namespace
+bool read_all(int fd, std::string &out, size_t limit) {
+    char buf[65536];
+    while (out.size() <= limit) {
+        ssize_t n = ::read(fd, buf, sizeof buf);
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n < 0)
+            return false;
+        if (n == 0)
+            break;
+        out.append(buf, static_cast<size_t>(n));
+    }
+    return true;
+}
 
 bool make_dirs(const std::string &path, unsigned mode) {
     std::string sofar = path.size() && path[0] == '/' ? "" : ".";
@@ -81,15 +101,7 @@ std::string read_file(const std::string &path) {
     if (fd < 0)
         return {};
     std::string out;
-    char buf[4096];
-    for (;;) {
-        ssize_t n = ::read(fd, buf, sizeof buf);
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n <= 0)
-            break;
-        out.append(buf, static_cast<size_t>(n));
-    }
+    read_all(fd, out);
     ::close(fd);
     return out;
 }

@@ -3,6 +3,7 @@
 #ifndef NASHAL_SIM_FS_H
 #define NASHAL_SIM_FS_H
 
+#include <cstddef>
 #include <map>
 #include <string>
 #include <vector>
@@ -14,6 +15,11 @@ bool make_dirs(const std::string &path, unsigned mode = 0755);
 // Writes a whole file, creating its parent directories.
 bool write_file(const std::string &path, const std::string &content, unsigned mode = 0644);
 bool append_file(const std::string &path, const std::string &content);
+// Writes all of `content` to an open descriptor, across short writes and interruptions.
+bool write_all(int fd, const std::string &content);
+// Appends what `fd` holds to `out`, up to its end or until `out` is past `limit`: a huge or
+// endless file then costs one buffer more than the limit. False on a read error (errno kept).
+bool read_all(int fd, std::string &out, size_t limit = static_cast<size_t>(-1));
 // Reads a whole file; empty when it is missing.
 std::string read_file(const std::string &path);
 bool exists(const std::string &path);

@@ -82,41 +82,22 @@ struct Recorder {
                           0644);
         if (fd < 0)
             return false;
-        size_t done = 0;
-        while (done < bytes.size()) {
-            ssize_t n = ::write(fd, bytes.data() + done, bytes.size() - done);
-            if (n <= 0) {
-                ::close(fd);
-                return false;
-            }
-            done += static_cast<size_t>(n);
-        }
-        return ::close(fd) == 0;
+        bool ok = write_all(fd, bytes);
+        return ::close(fd) == 0 && ok;
     }
 
-    // Reads at most one byte past the limit, so that a huge or endless file costs nothing.
+    // Stops just past the limit, so that a huge or endless file costs next to nothing.
     static bool read_bounded(const std::string &path, std::string &out, int &error) {
         int fd = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC);
         if (fd < 0) {
             error = errno;
             return false;
         }
-        char buf[65536];
-        while (out.size() <= static_cast<size_t>(kRecordedFileLimit)) {
-            ssize_t n = ::read(fd, buf, sizeof buf);
-            if (n < 0 && errno == EINTR)
-                continue;
-            if (n < 0) {
-                error = errno;
-                ::close(fd);
-                return false;
-            }
-            if (n == 0)
-                break;
-            out.append(buf, static_cast<size_t>(n));
-        }
+        bool ok = read_all(fd, out, static_cast<size_t>(kRecordedFileLimit));
+        if (!ok)
+            error = errno;
         ::close(fd);
-        return true;
+        return ok;
     }
 
     // Copies one entry of the box (abs) to rel, never following a link.
@@ -473,19 +454,6 @@ void run_recorded(const std::function<std::vector<RecordedQuestion>()> &run_quer
     write_sg_io_answers(rec);
 }
 
-std::string read_all(int fd) {
-    std::string out;
-    char buf[4096];
-    for (;;) {
-        ssize_t n = ::read(fd, buf, sizeof buf);
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n <= 0)
-            return out;
-        out.append(buf, static_cast<size_t>(n));
-    }
-}
-
 bool dir_is_empty(const std::string &dir) {
     return list_dir(dir).empty();
 }
@@ -515,7 +483,9 @@ bool record_box(const std::string &dir,
     rec.left_out("sim", "the emulators' own descriptions of a virtual box");
     rec.left_out("tmp", "run-time files");
     rec.left_out("var", "run-time files");
-    rec.left_out("ports", "serial lines, I2C, I/O ports and CMOS: their chips are not recorded");
+    rec.left_out("ports",
+                 "serial lines, I2C, I/O ports, CMOS and the SoC's memory-mapped "
+                 "registers: their chips are not recorded");
 
     // The queries run in a child: its view, with the overlays and wrapped programs, dies with
     // it, and the caller keeps its own. The child leaves its manifest lines, its counts and its
@@ -552,7 +522,7 @@ bool record_box(const std::string &dir,
     std::string report;
     int report_fd = ::openat(rec.dirfd, report_name, O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
     if (report_fd >= 0) {
-        report = read_all(report_fd);
+        read_all(report_fd, report);
         ::close(report_fd);
     }
     ::unlinkat(rec.dirfd, report_name, 0);
