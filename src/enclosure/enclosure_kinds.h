@@ -4,6 +4,8 @@
 
 #include <cstdint>
 #include <cstring>
+#include <string>
+#include <vector>
 
 #include "nashal/comm_ses.h"
 #include "nashal/hal_types.h"
@@ -30,6 +32,13 @@ inline bool has_prefix(const char *enc_sys_id, const char *prefix) {
 inline bool is_sas(const char *enc_sys_id) {
     return enc_sys_id && comm_sys_check_is_sas_expander(enc_sys_id) == 0;
 }
+
+// The SCSI generic devices whose controller sits at `dev_bus` (a PCIe slot's "DEV_BUS"), their
+// names added to `names` when given; with `skip_expanders` a device whose path runs through a
+// SAS expander is left out. A device whose path or bus can't be worked out is traced and
+// compared all the same. Their number, or -1 (traced for `who`) when the class can't be read.
+int disks_on_bus(const char *who, const char *dev_bus, bool skip_expanders,
+                 std::vector<std::string> *names = nullptr);
 
 }  // namespace nashal::enclosure
 

@@ -113,12 +113,8 @@ int main_unit_get_info(const topology::MainUnitEnclosure &row, const char *enc_s
 
 }  // namespace nashal::enclosure
 
-namespace {
-
-// Counts the SCSI generic devices whose controller sits at `dev_bus`; with `skip_expanders`
-// a device whose path runs through a SAS expander is not counted. A device whose path or bus
-// can't be worked out is traced and compared all the same. -1 when the class can't be read.
-int count_disks_on_bus(const char *who, const char *dev_bus, bool skip_expanders) {
+int nashal::enclosure::disks_on_bus(const char *who, const char *dev_bus, bool skip_expanders,
+                                    std::vector<std::string> *names) {
     nashal::DirHandle dir(opendir("/sys/class/scsi_generic"));
     if (!dir) {
         ERR_TRACE(HAL_TRACE_ERROR, "%s(%d):System Internal Error\n", who, __LINE__);
@@ -136,13 +132,14 @@ int count_disks_on_bus(const char *who, const char *dev_bus, bool skip_expanders
             comm_sys_assemble_dev_bus_from_path(path, &domain, bus, sizeof bus, bridge,
                                                 sizeof bridge) < 0)
             ERR_TRACE(HAL_TRACE_ERROR, "%s(%d):System Error\n", who, __LINE__);
-        if (strcmp(bus, dev_bus) == 0 && !(skip_expanders && strstr(path, "expander")))
+        if (strcmp(bus, dev_bus) == 0 && !(skip_expanders && strstr(path, "expander"))) {
             ++count;
+            if (names)
+                names->push_back(entry->d_name);
+        }
     }
     return count;
 }
-
-}  // namespace
 
 // Counts the SCSI generic devices whose controller sits at the section's "DEV_BUS". Unlike the
 // enumeration of a slot's disks, paths through an expander are counted too.
@@ -152,7 +149,7 @@ extern "C" int get_pcie_port_max_disknum(const char *section) {
         printf("Get Field failed!\n");
         return 0;
     }
-    return count_disks_on_bus(__func__, dev_bus, false);
+    return nashal::enclosure::disks_on_bus(__func__, dev_bus, false);
 }
 
 // A PCIe slot is an enclosure of its own ("root_pcie_%d") when disks hang directly on its
@@ -166,7 +163,7 @@ extern "C" int pcie_disk_enumerate(char **enc_sys_ids, unsigned int max_count, i
     char dev_bus[HAL_ID_LEN] = {};
     if (!nashal::topology::model_text(section, "DEV_BUS", dev_bus))
         return 0;
-    int count = count_disks_on_bus(__func__, dev_bus, true);
+    int count = nashal::enclosure::disks_on_bus(__func__, dev_bus, true);
     if (count < 0)
         return -1;
     if (count == 0)

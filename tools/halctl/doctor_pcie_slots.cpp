@@ -4,7 +4,6 @@
 // expander belong to the expander's enclosure), and places each disk in the bay of its SAS port
 // ("port-H:P" behind the host is bay P + 1). The walk here follows those lookups in that order.
 // An empty slot, or a card without disks, is no fault: the enclosure just doesn't exist.
-#include <dirent.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -16,7 +15,7 @@
 #include <vector>
 
 #include "doctor.h"
-#include "foundation/raii.h"
+#include "enclosure/enclosure_kinds.h"
 #include "nashal/comm_path.h"
 #include "nashal/hal_types.h"
 #include "nashal/pd_sys.h"
@@ -31,27 +30,11 @@ namespace {
 using nashal::topology::kScsiGenericClass;
 using nashal::topology::MainUnitKind;
 
-// The disks whose controller sits at `dev_bus`, those behind an expander left out; false when
-// the class can't be read.
+// The disks whose controller sits at `dev_bus`, as the enumeration of the slot takes them
+// (those behind an expander left out), in the order a person reads them: sg2 before sg10.
 bool disks_on_bus(const char *dev_bus, std::vector<std::string> &disks) {
-    nashal::DirHandle dir(opendir(kScsiGenericClass));
-    if (!dir)
+    if (nashal::enclosure::disks_on_bus("halctl doctor", dev_bus, true, &disks) < 0)
         return false;
-    while (const dirent *e = readdir(dir.get())) {
-        if (strncmp(e->d_name, "sg", 2) != 0)
-            continue;
-        char path[HAL_SYSFS_PATH_LEN] = {};
-        char bus[HAL_ID_LEN] = {};
-        char bridge[HAL_ID_LEN] = {};
-        int domain = 0;
-        if (comm_sys_get_sg_path_info(e->d_name, path, sizeof path) < 0 ||
-            comm_sys_assemble_dev_bus_from_path(path, &domain, bus, sizeof bus, bridge,
-                                                sizeof bridge) < 0)
-            continue;
-        if (strcmp(bus, dev_bus) == 0 && !strstr(path, "expander"))
-            disks.push_back(e->d_name);
-    }
-    // Numerically, as a person reads them: sg2 before sg10.
     std::sort(disks.begin(), disks.end(), [](const std::string &a, const std::string &b) {
         return atoi(a.c_str() + 2) < atoi(b.c_str() + 2);
     });
