@@ -25,6 +25,9 @@ constexpr const char *kRecordingAnswersDir = "sim/recording/answers";
 // No attribute, model file or program answer comes near this; a larger file is left out of a
 // recording, and a recording that holds one is refused.
 constexpr long long kRecordedFileLimit = 1 << 20;
+// The manifest names every recorded file, link and folder: a shelf board's runs over a
+// megabyte. It has a bound of its own.
+constexpr long long kManifestLimit = 64 << 20;
 
 struct RecordSummary {
     int files = 0;

@@ -217,7 +217,8 @@ bool check_tree(const std::string &dir, const std::string &rel, std::string &pro
         } else if (S_ISDIR(st.st_mode)) {
             if (!check_tree(dir, sub, problem))
                 return false;
-        } else if (S_ISREG(st.st_mode) && st.st_size > kRecordedFileLimit) {
+        } else if (S_ISREG(st.st_mode) &&
+                   st.st_size > (sub == kRecordingManifest ? kManifestLimit : kRecordedFileLimit)) {
             problem = "holds " + sub + " of " + std::to_string(st.st_size) +
                       " bytes, more than a recorded file may hold";
             return false;
