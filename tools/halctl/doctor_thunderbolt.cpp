@@ -82,7 +82,7 @@ void check_lights(const char *file, const char *section, int bus, Report &r) {
     }
 }
 
-Report follow_bay(const char *enc_sys_id, const Place &p, const char *file, int bay, int bus) {
+Report follow_bay(const Place &p, const char *file, int bay, int bus) {
     Report r;
     char section[HAL_NAME_LEN];
     snprintf(section, sizeof section, "System Disk %d", bay);
@@ -116,7 +116,6 @@ Report follow_bay(const char *enc_sys_id, const Place &p, const char *file, int 
     char link[HAL_SYSFS_PATH_LEN] = {};
     if (comm_sys_get_sg_path_info(sg, link, sizeof link) >= 0)
         r.set("disk path", link);
-    (void)enc_sys_id;
     return r;
 }
 
@@ -149,7 +148,7 @@ bool follow_thunderbolt_box(const char *enc_sys_id, int only_bay, std::vector<Ba
     }
     for (int bay = 1; bay <= slots && bay <= MAX_PD_SYS_ENUM; ++bay)
         if (!only_bay || bay == only_bay)
-            bays.push_back({bay, follow_bay(enc_sys_id, p, file, bay, bus)});
+            bays.push_back({bay, follow_bay(p, file, bay, bus)});
     return true;
 }
 
